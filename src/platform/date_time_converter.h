@@ -1,0 +1,36 @@
+// mvSystem.DateTimeConverter: the date texts that travel in files and messages, and
+// local/UTC conversion. Texts are invariant, not locale-dependent.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "foundation/contracts/ole_date.h"
+
+namespace korad {
+
+class Clock;
+
+class DateTimeConverter {
+ public:
+  // Uses the platform's clock for time zone conversion.
+  DateTimeConverter();
+  explicit DateTimeConverter(Clock& clock);
+
+  // "YYYY-MM-DDTHH:MM:SSZ" of a UTC date.
+  static std::string ToUniversalText(OleDate utc);
+  // "YYYY-MM-DD HH:MM:SS" of a date as it stands.
+  static std::string ToPlainText(OleDate date);
+  // Reads either form back, also with fractions of a second ("...:SS.fffZ");
+  // nullopt for anything else.
+  static std::optional<OleDate> FromText(std::string_view text);
+
+  OleDate LocalToUtc(OleDate local);
+  OleDate UtcToLocal(OleDate utc);
+
+ private:
+  Clock& m_clock;
+};
+
+}  // namespace korad
