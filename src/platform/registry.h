@@ -29,6 +29,8 @@ struct RegistryValue {
 
 // "HKEY_LOCAL_MACHINE" and its short form "HKLM", and so on, case-insensitive.
 std::optional<RegistryHive> ParseRegistryHive(std::string_view name);
+// The long name of a hive: "HKEY_LOCAL_MACHINE", ...
+std::string_view RegistryHiveName(RegistryHive hive);
 
 class Registry {
  public:

@@ -16,12 +16,17 @@ std::string RuntimeErrorText(int32_t number) {
     case kErrSubscriptRange: return "Subscript out of range";
     case kErrTypeMismatch: return "Type mismatch";
     case kErrFileNotFound: return "File not found";
+    case kErrFileAlreadyExists: return "File already exists";
+    case kErrDiskFull: return "Disk full";
     case kErrPermissionDenied: return "Permission denied";
+    case kErrPathFileAccess: return "Path/File access error";
     case kErrPathNotFound: return "Path not found";
+    case kErrInvalidUseOfNull: return "Invalid use of Null";
     case kErrObjectRequired: return "Object required";
     case kErrCantCreateObject: return "ActiveX component can't create object";
     case kErrNoSuchMember: return "Object doesn't support this property or method";
     case kErrDuplicateKey: return "This key is already associated with an element of this collection";
+    case kErrElementNotFound: return "Element not found";
     default: return "";
   }
 }

@@ -18,12 +18,17 @@ inline constexpr int32_t kErrOutOfMemory = 7;
 inline constexpr int32_t kErrSubscriptRange = 9;
 inline constexpr int32_t kErrTypeMismatch = 13;
 inline constexpr int32_t kErrFileNotFound = 53;
+inline constexpr int32_t kErrFileAlreadyExists = 58;
+inline constexpr int32_t kErrDiskFull = 61;
 inline constexpr int32_t kErrPermissionDenied = 70;
+inline constexpr int32_t kErrPathFileAccess = 75;
 inline constexpr int32_t kErrPathNotFound = 76;
+inline constexpr int32_t kErrInvalidUseOfNull = 94;
 inline constexpr int32_t kErrObjectRequired = 424;
 inline constexpr int32_t kErrCantCreateObject = 429;
 inline constexpr int32_t kErrNoSuchMember = 438;
 inline constexpr int32_t kErrDuplicateKey = 457;
+inline constexpr int32_t kErrElementNotFound = 32811;  // a dictionary key that isn't there
 
 class Error : public std::exception {
  public:

@@ -81,6 +81,11 @@ int64_t RoundHalfEven(double v) { return static_cast<int64_t>(std::nearbyint(v))
 
 }  // namespace
 
+bool OleDate::IsValid() const noexcept {
+  const double linear = LinearDays();
+  return linear >= kMinLinear && linear < kMaxLinear;
+}
+
 double OleDate::LinearDays() const noexcept {
   if (m_days >= 0) return m_days;
   const double whole = std::trunc(m_days);
@@ -161,6 +166,9 @@ double OleDate::SecondsUntil(OleDate later) const noexcept {
 
 OleDate DateAdd(std::string_view interval, double number, OleDate date) {
   const std::string iv = Upper(interval);
+  // No interval can step this far and stay inside the valid range (about 3.2e11
+  // seconds wide); the guard also keeps the integer conversion below defined.
+  if (!(std::fabs(number) < 1e12)) RaiseRuntimeError(kErrOverflow);
   const int64_t n = RoundHalfEven(number);
   OleDate result;
   if (iv == "YYYY") {
@@ -182,8 +190,7 @@ OleDate DateAdd(std::string_view interval, double number, OleDate date) {
   } else {
     RaiseRuntimeError(kErrInvalidCall);
   }
-  const CivilTime c = result.ToCivil();
-  if (c.year < 100 || c.year > 9999) RaiseRuntimeError(kErrOverflow);
+  if (!result.IsValid()) RaiseRuntimeError(kErrOverflow);
   return result;
 }
 

@@ -28,6 +28,8 @@ class OleDate {
   constexpr double Days() const noexcept { return m_days; }
   // A date field that was never set holds 0.
   constexpr bool IsZero() const noexcept { return m_days == 0.0; }
+  // Inside the valid range, 100-01-01 00:00 .. 9999-12-31 23:59:59 (and not NaN).
+  bool IsValid() const noexcept;
 
   // Builds a date from its parts; nullopt when a part is out of range (month 13,
   // 31 April, hour 24) or the year is outside 100..9999.

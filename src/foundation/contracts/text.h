@@ -1,0 +1,34 @@
+// Text helpers shared by every key comparison of the library. Blanks are " " only, as
+// the host's Trim sees them; case folding is ASCII, as keys are ASCII.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace korad {
+
+std::string UpperAscii(std::string_view text);
+std::string LowerAscii(std::string_view text);
+// Trims " " at both ends.
+std::string_view TrimBlanks(std::string_view text) noexcept;
+bool EqualsNoCase(std::string_view a, std::string_view b) noexcept;
+
+// Trims and upper-cases: used everywhere keys or names are compared.
+std::string NormalizeKey(std::string_view text);
+// True for the empty string.
+inline bool IsBlank(std::string_view text) noexcept { return text.empty(); }
+// Removes every " " of the text.
+std::string StripSpaces(std::string_view text);
+
+// Hash and equality that ignore ASCII case, for maps keyed case-insensitively.
+struct NoCaseHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view text) const noexcept;
+};
+struct NoCaseEqual {
+  using is_transparent = void;
+  bool operator()(std::string_view a, std::string_view b) const noexcept { return EqualsNoCase(a, b); }
+};
+
+}  // namespace korad
