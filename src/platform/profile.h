@@ -31,7 +31,9 @@ std::string GetPrivateProfileString(std::string_view section, std::string_view k
 bool WritePrivateProfileString(std::string_view section, std::optional<std::string_view> key,
                                std::optional<std::string_view> value, std::string_view fileName);
 
-// Replaces the lines of a section (adding it at the end when new) with `lines`.
+// Replaces the lines of a section (adding it at the end when new) with `lines`; an entry
+// holding line breaks gives one line per part. No lines (or only empty ones) delete the
+// section. False on failure, with errno set.
 bool WritePrivateProfileSection(std::string_view section, const std::vector<std::string>& lines,
                                 std::string_view fileName);
 

@@ -4,7 +4,7 @@
 
 #include "platform/platform.h"
 
-namespace korad {
+namespace korad::testing {
 namespace {
 
 constexpr int64_t kMsPerMinute = 60'000;
@@ -67,8 +67,8 @@ int32_t FakeClock::TickCount() {
 
 void FakeClock::Sleep(int32_t milliseconds) {
   if (milliseconds <= 0) return;
-  AdvanceMillis(milliseconds);
   std::lock_guard lock(m_mutex);
+  AdvanceLocked(milliseconds);
   m_sleptMillis += milliseconds;
 }
 
@@ -94,6 +94,10 @@ void FakeClock::Advance(double seconds) { AdvanceMillis(std::llround(seconds * 1
 
 void FakeClock::AdvanceMillis(int64_t milliseconds) {
   std::lock_guard lock(m_mutex);
+  AdvanceLocked(milliseconds);
+}
+
+void FakeClock::AdvanceLocked(int64_t milliseconds) {
   m_utcMillis += milliseconds;
   m_tick += static_cast<uint32_t>(milliseconds);  // wraps as the real tick count does
 }
@@ -114,4 +118,4 @@ ScopedPlatformClock::ScopedPlatformClock(std::shared_ptr<FakeClock> clock) : m_c
 
 ScopedPlatformClock::~ScopedPlatformClock() { Platform::Current().SetClock(nullptr); }
 
-}  // namespace korad
+}  // namespace korad::testing

@@ -9,7 +9,7 @@
 
 #include "platform/clock.h"
 
-namespace korad {
+namespace korad::testing {
 
 class FakeClock final : public Clock {
  public:
@@ -49,7 +49,9 @@ class FakeClock final : public Clock {
   int64_t SleptMillis() const;
 
  private:
-  int32_t OffsetMinutesAt(OleDate utc) const;  // caller holds m_mutex
+  // The caller holds m_mutex.
+  int32_t OffsetMinutesAt(OleDate utc) const;
+  void AdvanceLocked(int64_t milliseconds);
 
   mutable std::mutex m_mutex;
   int64_t m_utcMillis;
@@ -75,4 +77,4 @@ class ScopedPlatformClock {
   std::shared_ptr<FakeClock> m_clock;
 };
 
-}  // namespace korad
+}  // namespace korad::testing

@@ -50,6 +50,10 @@ class Collection {
     return Item(PositionOf(index));
   }
 
+  // Text keys of every spelling go to the key lookup, not to the Value overload.
+  T& Item(const char* key) { return Item(std::string_view(key)); }
+  T& Item(const std::string& key) { return Item(std::string_view(key)); }
+
   T* Find(std::string_view key) noexcept {
     auto it = m_index.find(key);
     return it == m_index.end() ? nullptr : &it->second->item;
@@ -73,6 +77,8 @@ class Collection {
     if (const std::string* key = index.AsString()) return Remove(std::string_view(*key));
     Remove(PositionOf(index));
   }
+  void Remove(const char* key) { Remove(std::string_view(key)); }
+  void Remove(const std::string& key) { Remove(std::string_view(key)); }
   void Clear() noexcept {
     m_index.clear();
     m_entries.clear();

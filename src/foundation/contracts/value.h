@@ -96,8 +96,8 @@ bool IsNumeric(const Value& value);
 bool IsDate(const Value& value);
 
 // Parses a whole text as a number, as IsNumeric does; nullopt if it isn't one. Accepted:
-// blanks (space, tab) around it, one sign, digits with one optional decimal point (".5",
-// "5."), an optional exponent "E"/"D" with sign ("1.5e3", "2D-1"); or "&H" with hex digits,
+// blanks (space, tab, CR, LF) around it, one sign, digits with one optional decimal point
+// (".5", "5."), an optional exponent "E"/"D" with sign ("1.5e3", "2D-1"); or "&H" with hex digits,
 // "&O" with octal digits, as the host reads them: a value up to &HFFFF is a 16-bit and a
 // larger one a 32-bit two's complement number ("&H1F" is 31, "&HFFFF" is -1, "&H10000"
 // 65536, "&HFFFFFFFF" -1); beyond 32 bits it isn't a number. No thousands separators,
@@ -110,8 +110,8 @@ std::optional<double> ParseNumber(std::string_view text);
 // for a number beyond the Double range.
 double LeadingNumber(std::string_view text);
 
-// Date recognition, blanks around the text allowed: ISO forms ("2026-03-05",
-// "2026-03-05 14:30[:00]", "2026-03-05T14:30:00Z", fractions of a second kept to the
+// Date recognition, blanks (space, tab, CR, LF) around the text allowed: ISO forms
+// ("2026-03-05", "2026-03-05 14:30[:00]", "2026-03-05T14:30:00Z", fractions of a second kept to the
 // millisecond; "Z" is accepted and ignored, no offsets), "M/D/YYYY [h:mm[:ss] [AM|PM]]"
 // (1 or 2 digit month, day and hour, 4 digit year; "12:00 AM" is midnight, "12:00 PM"
 // noon), and a time alone ("14:30", "2:30 PM") as a date part 0. nullopt for anything

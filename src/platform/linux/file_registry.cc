@@ -25,12 +25,12 @@ class FileRegistry final : public Registry {
   }
 
   bool KeyExists(RegistryHive hive, std::string_view keyPath) override {
-    return Read(hive, false, [&](HiveKey& root) { return FindKey(root, keyPath) != nullptr; });
+    return Read(hive, [&](HiveKey& root) { return FindKey(root, keyPath) != nullptr; });
   }
 
   std::optional<RegistryValue> QueryValue(RegistryHive hive, std::string_view keyPath,
                                           std::string_view valueName) override {
-    return Read(hive, std::optional<RegistryValue>(), [&](HiveKey& root) -> std::optional<RegistryValue> {
+    return Read(hive, [&](HiveKey& root) -> std::optional<RegistryValue> {
       const HiveKey* key = FindKey(root, keyPath);
       const RegistryValue* value = key ? key->FindValue(valueName) : nullptr;
       if (!value) return std::nullopt;
@@ -76,7 +76,7 @@ class FileRegistry final : public Registry {
 
   std::optional<std::vector<std::string>> EnumValueNames(RegistryHive hive, std::string_view keyPath) override {
     using Names = std::optional<std::vector<std::string>>;
-    return Read(hive, Names(), [&](HiveKey& root) -> Names {
+    return Read(hive, [&](HiveKey& root) -> Names {
       const HiveKey* key = FindKey(root, keyPath);
       if (!key) return std::nullopt;
       std::vector<std::string> names;
@@ -87,7 +87,7 @@ class FileRegistry final : public Registry {
 
   std::optional<std::vector<std::string>> EnumSubKeys(RegistryHive hive, std::string_view keyPath) override {
     using Names = std::optional<std::vector<std::string>>;
-    return Read(hive, Names(), [&](HiveKey& root) -> Names {
+    return Read(hive, [&](HiveKey& root) -> Names {
       const HiveKey* key = FindKey(root, keyPath);
       if (!key) return std::nullopt;
       std::vector<std::string> names;
@@ -106,14 +106,15 @@ class FileRegistry final : public Registry {
     return text ? ParseHive(*text) : HiveKey();
   }
 
-  // The interface answers in values, not errors: an unreadable hive reads as empty.
-  template <class T, class F>
-  T Read(RegistryHive hive, T fallback, F&& query) const {
+  // The interface answers in values, not errors: an unreadable hive reads as empty,
+  // and the query's answer is then its type's empty value (false, nullopt).
+  template <class F>
+  auto Read(RegistryHive hive, F&& query) const -> decltype(query(std::declval<HiveKey&>())) {
     try {
       HiveKey root = Load(hive);
       return query(root);
     } catch (const Error&) {
-      return fallback;
+      return {};
     }
   }
 

@@ -1,0 +1,327 @@
+// The file system on Linux: POSIX calls, names resolved case-insensitively, files
+// rewritten through a temporary file and a rename.
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "foundation/contracts/text.h"
+#include "platform/file_system.h"
+#include "platform/linux/posix_error.h"
+
+namespace korad {
+namespace {
+
+std::string JoinPath(std::string_view folder, std::string_view name) {
+  std::string joined(folder);
+  if (!joined.empty() && joined.back() != '/') joined.push_back('/');
+  joined.append(name);
+  return joined;
+}
+
+// The folder part of a path ("" for a bare name, "/" for a name at the root).
+std::string FolderOf(std::string_view path) {
+  size_t slash = path.find_last_of('/');
+  if (slash == std::string_view::npos) return {};
+  return std::string(path.substr(0, slash == 0 ? 1 : slash));
+}
+
+std::string_view NameOf(std::string_view path) {
+  size_t slash = path.find_last_of('/');
+  return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
+
+std::vector<std::string_view> SplitComponents(std::string_view path) {
+  std::vector<std::string_view> parts;
+  size_t start = 0;
+  while (start <= path.size()) {
+    size_t slash = path.find('/', start);
+    if (slash == std::string_view::npos) slash = path.size();
+    if (slash > start) parts.push_back(path.substr(start, slash - start));
+    start = slash + 1;
+  }
+  return parts;
+}
+
+bool PathExists(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0;
+}
+
+// Closes on every path out, including the exceptional ones.
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int fd) : m_fd(fd) {}
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  ~FileDescriptor() {
+    if (m_fd >= 0) ::close(m_fd);
+  }
+  int Get() const { return m_fd; }
+  // Closes now, so that a failing close (a delayed write error) can be reported.
+  int Close() {
+    int result = ::close(m_fd);
+    m_fd = -1;
+    return result;
+  }
+
+ private:
+  int m_fd;
+};
+
+int OpenOrRaise(const std::string& path, int flags, mode_t mode = 0666) {
+  int fd;
+  do {
+    fd = ::open(path.c_str(), flags | O_CLOEXEC, mode);
+  } while (fd < 0 && errno == EINTR);
+  if (fd < 0) RaisePosixError("open", errno, path);
+  return fd;
+}
+
+void WriteAll(int fd, std::string_view data, const std::string& path) {
+  while (!data.empty()) {
+    ssize_t written = ::write(fd, data.data(), data.size());
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      RaisePosixError("write", errno, path);
+    }
+    data.remove_prefix(static_cast<size_t>(written));
+  }
+}
+
+OleDate ModifiedTimeOf(const struct stat& st) {
+  int64_t millis = static_cast<int64_t>(st.st_mtim.tv_sec) * 1000 + st.st_mtim.tv_nsec / 1000000;
+  return OleDate::FromUnixMillis(millis);
+}
+
+bool NameOrder(const std::string& a, const std::string& b) {
+  std::string la = LowerAscii(a), lb = LowerAscii(b);
+  return la != lb ? la < lb : a < b;
+}
+
+class LinuxFileSystem final : public FileSystem {
+ public:
+  std::optional<std::string> Resolve(std::string_view path) override {
+    Resolution found = ResolveComponents(NativePath(path));
+    if (found.unresolved > 1) return std::nullopt;
+    return std::move(found.path);
+  }
+
+  std::string ResolveForWrite(std::string_view path) override {
+    return ResolveComponents(NativePath(path)).path;
+  }
+
+  bool Exists(std::string_view path) override { return Stat(path).has_value(); }
+
+  bool IsDirectory(std::string_view path) override {
+    std::optional<FileInfo> info = Stat(path);
+    return info && info->isDirectory;
+  }
+
+  std::optional<FileInfo> Stat(std::string_view path) override {
+    std::string native = NativePath(path);
+    struct stat st;
+    if (::stat(native.c_str(), &st) != 0) {  // one stat when the name is written as it is
+      std::optional<std::string> resolved = Resolve(native);
+      if (!resolved || ::stat(resolved->c_str(), &st) != 0) return std::nullopt;
+    }
+    FileInfo info;
+    info.isDirectory = S_ISDIR(st.st_mode);
+    info.size = st.st_size;
+    info.modifiedUtc = ModifiedTimeOf(st);
+    return info;
+  }
+
+  std::string ReadFile(std::string_view path) override {
+    std::string target = ResolveForWrite(path);
+    FileDescriptor fd(OpenOrRaise(target, O_RDONLY));
+    std::string content;
+    struct stat st;
+    if (::fstat(fd.Get(), &st) == 0 && st.st_size > 0) content.reserve(static_cast<size_t>(st.st_size));
+    char buffer[65536];
+    for (;;) {
+      ssize_t got = ::read(fd.Get(), buffer, sizeof buffer);
+      if (got < 0) {
+        if (errno == EINTR) continue;
+        RaisePosixError("read", errno, target);
+      }
+      if (got == 0) break;
+      content.append(buffer, static_cast<size_t>(got));
+    }
+    return content;
+  }
+
+  void WriteFileAtomic(std::string_view path, std::string_view data) override {
+    std::string target = ResolveForWrite(path);
+    // A file that was private stays private: the replacement takes the old one's mode.
+    struct stat old;
+    bool keepMode = ::stat(target.c_str(), &old) == 0 && S_ISREG(old.st_mode);
+
+    std::string temp = TempNameFor(target);
+    FileDescriptor fd(OpenOrRaise(temp, O_WRONLY | O_CREAT | O_EXCL));
+    try {
+      if (keepMode && ::fchmod(fd.Get(), old.st_mode & 07777) != 0) RaisePosixError("fchmod", errno, temp);
+      WriteAll(fd.Get(), data, temp);
+      // Data first, name second: after a crash the name points at old or new content, whole.
+      // The folder itself is not synced: that only makes the new name durable sooner and
+      // costs half again as much as the rest of the rewrite.
+      if (::fsync(fd.Get()) != 0) RaisePosixError("fsync", errno, temp);
+      if (fd.Close() != 0) RaisePosixError("close", errno, temp);
+      if (::rename(temp.c_str(), target.c_str()) != 0) RaisePosixError("rename", errno, target);
+    } catch (...) {
+      ::unlink(temp.c_str());
+      throw;
+    }
+  }
+
+  void AppendFile(std::string_view path, std::string_view data) override {
+    std::string target = ResolveForWrite(path);
+    FileDescriptor fd(OpenOrRaise(target, O_WRONLY | O_CREAT | O_APPEND));
+    WriteAll(fd.Get(), data, target);
+    if (fd.Close() != 0) RaisePosixError("close", errno, target);
+  }
+
+  void RemoveFile(std::string_view path) override {
+    std::string target = ResolveForWrite(path);
+    if (::unlink(target.c_str()) != 0) RaisePosixError("unlink", errno, target);
+  }
+
+  void Rename(std::string_view from, std::string_view to) override {
+    std::string source = ResolveForWrite(from);
+    std::string target = ResolveForWrite(to);
+    if (::rename(source.c_str(), target.c_str()) == 0) return;
+    if (errno != EXDEV) RaisePosixError("rename", errno, source);
+    // Another mount: copy, then drop the original, as a move across volumes does.
+    WriteFileAtomic(target, ReadFile(source));
+    RemoveFile(source);
+  }
+
+  void CreateDirectories(std::string_view path) override {
+    std::string target = ResolveForWrite(path);
+    struct stat st;
+    if (::stat(target.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return;
+    std::string prefix = !target.empty() && target[0] == '/' ? "/" : "";
+    for (std::string_view part : SplitComponents(target)) {
+      prefix = JoinPath(prefix, part);
+      if (::mkdir(prefix.c_str(), 0777) == 0) continue;
+      int err = errno;
+      if (err != EEXIST) RaisePosixError("mkdir", err, prefix);
+      if (::stat(prefix.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
+        RaisePosixError("mkdir", ENOTDIR, prefix);
+      }
+    }
+  }
+
+  void SetModifiedTime(std::string_view path, OleDate utc) override {
+    std::string target = ResolveForWrite(path);
+    int64_t millis = utc.ToUnixMillis();
+    int64_t seconds = millis / 1000, rest = millis % 1000;
+    if (rest < 0) {
+      rest += 1000;
+      --seconds;
+    }
+    struct timespec times[2];
+    times[0].tv_sec = 0;
+    times[0].tv_nsec = UTIME_OMIT;  // the access time stays
+    times[1].tv_sec = static_cast<time_t>(seconds);
+    times[1].tv_nsec = static_cast<long>(rest * 1000000);
+    if (::utimensat(AT_FDCWD, target.c_str(), times, 0) != 0) RaisePosixError("utimensat", errno, target);
+  }
+
+  std::vector<std::string> List(std::string_view folder, std::string_view mask) override {
+    std::vector<std::string> names;
+    std::optional<std::string> resolved = Resolve(folder);
+    if (!resolved) return names;
+    std::string where = resolved->empty() ? "." : *resolved;
+    DIR* dir = ::opendir(where.c_str());
+    if (dir == nullptr) {
+      if (errno == ENOENT || errno == ENOTDIR) return names;
+      RaisePosixError("opendir", errno, where);
+    }
+    while (const struct dirent* entry = ::readdir(dir)) {
+      std::string_view name = entry->d_name;
+      if (name == "." || name == "..") continue;
+      if (MatchesMask(name, mask)) names.emplace_back(name);
+    }
+    ::closedir(dir);
+    std::sort(names.begin(), names.end(), NameOrder);
+    return names;
+  }
+
+ private:
+  struct Resolution {
+    std::string path;
+    size_t unresolved = 0;  // trailing components kept as written because nothing matched
+  };
+
+  // One stat when the path exists as written. Otherwise stats climb to the deepest folder
+  // that exists as written, and the components below it are looked up in their folders.
+  static Resolution ResolveComponents(const std::string& native) {
+    if (native.empty() || PathExists(native)) return {native, 0};
+    std::vector<std::string_view> parts = SplitComponents(native);
+    std::string root = native[0] == '/' ? "/" : "";
+
+    size_t known = parts.size() - (parts.empty() ? 0 : 1);
+    std::string current;
+    for (;; --known) {
+      current = root;
+      for (size_t i = 0; i < known; ++i) current = JoinPath(current, parts[i]);
+      if (known == 0 || PathExists(current)) break;
+    }
+
+    size_t next = known;
+    for (; next < parts.size(); ++next) {
+      std::optional<std::string> match = FindNoCase(current, parts[next]);
+      if (!match) break;
+      current = JoinPath(current, *match);
+    }
+    Resolution result{current, parts.size() - next};
+    for (; next < parts.size(); ++next) result.path = JoinPath(result.path, parts[next]);
+    if (native.back() == '/' && !result.path.empty() && result.path.back() != '/') result.path.push_back('/');
+    return result;
+  }
+
+  // The entry of `folder` named `name`: the exact name if present, else the first of
+  // the names equal ignoring case, so that the choice doesn't depend on directory order.
+  static std::optional<std::string> FindNoCase(const std::string& folder, std::string_view name) {
+    DIR* dir = ::opendir(folder.empty() ? "." : folder.c_str());
+    if (dir == nullptr) return std::nullopt;
+    std::optional<std::string> best;
+    while (const struct dirent* entry = ::readdir(dir)) {
+      std::string_view candidate = entry->d_name;
+      if (candidate == name) {
+        best = std::string(candidate);
+        break;
+      }
+      if (EqualsNoCase(candidate, name) && (!best || candidate < *best)) best = std::string(candidate);
+    }
+    ::closedir(dir);
+    return best;
+  }
+
+  // Beside the target, so the rename stays within one file system; hidden by its dot,
+  // and unique across threads and processes.
+  static std::string TempNameFor(const std::string& target) {
+    static std::atomic<uint64_t> counter{0};
+    std::string name = ".";
+    name.append(NameOf(target))
+        .append(".")
+        .append(std::to_string(::getpid()))
+        .append(".")
+        .append(std::to_string(counter.fetch_add(1, std::memory_order_relaxed)))
+        .append(".tmp");
+    return JoinPath(FolderOf(target), name);
+  }
+};
+
+}  // namespace
+
+std::shared_ptr<FileSystem> MakeLinuxFileSystem() { return std::make_shared<LinuxFileSystem>(); }
+
+}  // namespace korad
