@@ -29,8 +29,8 @@ CivilTime WholeSecondParts(OleDate date) {
 std::string Format(OleDate date, char separator, const char* suffix) {
   const CivilTime c = WholeSecondParts(date);
   char text[40];
-  const int n = std::snprintf(text, sizeof text, "%04d-%02d-%02d%c%02d:%02d:%02d%s", c.year, c.month,
-                              c.day, separator, c.hour, c.minute, c.second, suffix);
+  const int n = std::snprintf(text, sizeof text, "%04d-%02d-%02d%c%02d:%02d:%02d%s", c.year, c.month, c.day,
+                              separator, c.hour, c.minute, c.second, suffix);
   return std::string(text, static_cast<size_t>(n));
 }
 

@@ -69,7 +69,8 @@ TEST(ScopedPlatformClock, InstallsTheFakeForAScope) {
     EXPECT_EQ(Ms(Platform::Current().GetClock().UtcNow()), Ms(FakeClock::DefaultStart()) + 3'600'000);
   }
   const int64_t realNow = static_cast<int64_t>(time(nullptr)) * 1000;
-  EXPECT_NEAR(static_cast<double>(Ms(Platform::Current().GetClock().UtcNow())), static_cast<double>(realNow), 5000.0);
+  EXPECT_NEAR(static_cast<double>(Ms(Platform::Current().GetClock().UtcNow())), static_cast<double>(realNow),
+              5000.0);
 }
 
 }  // namespace

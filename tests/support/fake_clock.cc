@@ -39,9 +39,7 @@ FakeClock::OffsetRule FakeClock::UsEasternRule() {
 FakeClock::FakeClock(OleDate utcNow, int32_t utcOffsetMinutes)
     : m_utcMillis(utcNow.ToUnixMillis()), m_offsetMinutes(utcOffsetMinutes) {}
 
-int32_t FakeClock::OffsetMinutesAt(OleDate utc) const {
-  return m_rule ? m_rule(utc) : m_offsetMinutes;
-}
+int32_t FakeClock::OffsetMinutesAt(OleDate utc) const { return m_rule ? m_rule(utc) : m_offsetMinutes; }
 
 OleDate FakeClock::UtcNow() {
   std::lock_guard lock(m_mutex);

@@ -4,15 +4,13 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "foundation/contracts/error.h"
 #include "foundation/contracts/text.h"
 
 namespace korad {
 namespace {
-
-// The variant's alternatives stand in ValueKind order, so the index is the kind.
-static_assert(static_cast<int>(ValueKind::Object) == 9);
 
 // Numbers may come with the line ends of the file they were read from.
 constexpr bool IsWhite(char c) noexcept { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
@@ -51,7 +49,10 @@ NumberScan ScanRadix(std::string_view text) {
     else if (radix == 16 && c >= 'A' && c <= 'F') digit = c - 'A' + 10;
     if (digit < 0 || digit >= radix) break;
     value = value * static_cast<uint64_t>(radix) + static_cast<uint64_t>(digit);
-    if (value > 0xFFFFFFFFu) tooBig = true, value = 0xFFFFFFFFu + 1;  // keeps the loop bounded
+    if (value > 0xFFFFFFFFu) {
+      tooBig = true;
+      value = 0x100000000u;  // stays put, so long runs of digits can't wrap it
+    }
   }
   if (i == 2) return scan;
   scan.end = i;
@@ -180,7 +181,16 @@ Int RoundToInteger(double value) {
 
 }  // namespace
 
-ValueKind Value::Kind() const noexcept { return static_cast<ValueKind>(m_data.index()); }
+ValueKind Value::Kind() const noexcept {
+  // The variant's alternatives stand in ValueKind order, so the index is the kind.
+  using Data = decltype(m_data);
+  constexpr auto kDate = static_cast<size_t>(ValueKind::Date);
+  constexpr auto kObject = static_cast<size_t>(ValueKind::Object);
+  static_assert(std::is_same_v<std::variant_alternative_t<kDate, Data>, OleDate>);
+  static_assert(std::is_same_v<std::variant_alternative_t<kObject, Data>, ObjectRef>);
+  static_assert(std::variant_size_v<Data> == kObject + 1);
+  return static_cast<ValueKind>(m_data.index());
+}
 
 bool Value::IsNumberKind() const noexcept {
   const ValueKind kind = Kind();

@@ -85,6 +85,15 @@ std::string WriteTemporaryKeyFile(const std::string& path, const std::array<unsi
   return tempPath;
 }
 
+// Makes the new name durable: losing the key after a crash would orphan every cipher text
+// made under it. Best effort, as the key is already in place.
+void SyncFolderOf(const std::string& path) {
+  const size_t slash = path.find_last_of('/');
+  const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
+  locked_file::UniqueFd fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (fd.Valid()) ::fsync(fd.Get());
+}
+
 }  // namespace
 
 std::optional<AgentKey> ReadAgentKey(const std::string& path) {
@@ -108,7 +117,10 @@ AgentKey ReadOrCreateAgentKey(const std::string& path) {
     const int linked = ::link(tempPath.c_str(), path.c_str());
     const int linkErrno = errno;
     ::unlink(tempPath.c_str());
-    if (linked == 0) return key;
+    if (linked == 0) {
+      SyncFolderOf(path);
+      return key;
+    }
     if (linkErrno != EEXIST) RaisePosixError("link", linkErrno, path);
   }
   RaiseLibraryError("Key file " + path + " keeps disappearing while it is being created");

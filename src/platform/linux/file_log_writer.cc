@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <climits>
 #include <cstdio>
 
 #include "platform/clock.h"
@@ -19,6 +20,7 @@ constexpr int32_t kDefaultLevel = 6;
 constexpr int64_t kDefaultMaxSizeKB = 1024;
 constexpr int64_t kDefaultMaxFiles = 5;
 constexpr int64_t kMostFiles = 100;
+constexpr int64_t kLargestSizeKB = int64_t{1} << 30;
 
 int64_t ReadNumber(const std::string& iniPath, const char* key, int64_t defaultValue) {
   const std::string text = GetPrivateProfileString("Logging", key, "", iniPath);
@@ -42,8 +44,9 @@ std::string TimeStamp() {
 void AppendFlat(std::string& out, std::string_view text) {
   const size_t start = out.size();
   out.append(text);
-  std::replace_if(out.begin() + static_cast<std::ptrdiff_t>(start), out.end(),
-                  [](char c) { return c == '\n' || c == '\r'; }, ' ');
+  std::replace_if(
+      out.begin() + static_cast<std::ptrdiff_t>(start), out.end(),
+      [](char c) { return c == '\n' || c == '\r'; }, ' ');
 }
 
 std::string Record(std::string_view text, std::string_view category, const int32_t* level) {
@@ -91,9 +94,12 @@ FileLogWriter::FileLogWriter(const std::string& homeDirectory)
 }
 
 void FileLogWriter::LoadSettings() {
-  m_level.store(static_cast<int32_t>(ReadNumber(m_iniPath, "Level", kDefaultLevel)));
-  m_maxBytes.store(ReadNumber(m_iniPath, "MaxSizeKB", kDefaultMaxSizeKB) * 1024);
-  m_maxFiles.store(static_cast<int32_t>(std::clamp<int64_t>(ReadNumber(m_iniPath, "MaxFiles", kDefaultMaxFiles), 0, kMostFiles)));
+  const int64_t level = ReadNumber(m_iniPath, "Level", kDefaultLevel);
+  const int64_t maxSizeKB = ReadNumber(m_iniPath, "MaxSizeKB", kDefaultMaxSizeKB);
+  const int64_t maxFiles = ReadNumber(m_iniPath, "MaxFiles", kDefaultMaxFiles);
+  m_level.store(static_cast<int32_t>(std::clamp<int64_t>(level, INT32_MIN, INT32_MAX)));
+  m_maxBytes.store(std::clamp<int64_t>(maxSizeKB, 0, kLargestSizeKB) * 1024);
+  m_maxFiles.store(static_cast<int32_t>(std::clamp<int64_t>(maxFiles, 0, kMostFiles)));
 }
 
 void FileLogWriter::CheckSettingsNowAndThen() {
@@ -113,7 +119,8 @@ void FileLogWriter::CheckSettingsNowAndThen() {
 }
 
 RotationLimits FileLogWriter::Limits() const {
-  return RotationLimits{m_maxBytes.load(std::memory_order_relaxed), m_maxFiles.load(std::memory_order_relaxed)};
+  return RotationLimits{m_maxBytes.load(std::memory_order_relaxed),
+                        m_maxFiles.load(std::memory_order_relaxed)};
 }
 
 void FileLogWriter::Write(RotatingLogFile& file, std::string_view text, std::string_view category,
@@ -129,7 +136,8 @@ void FileLogWriter::Write(RotatingLogFile& file, std::string_view text, std::str
   }
 }
 
-void FileLogWriter::WriteLine(std::string_view text, std::string_view category, int32_t level, int32_t reserved) {
+void FileLogWriter::WriteLine(std::string_view text, std::string_view category, int32_t level,
+                              int32_t reserved) {
   Write(m_agentLog, text, category, &level);
 }
 
@@ -137,7 +145,8 @@ void FileLogWriter::WriteEvent(std::string_view text, std::string_view source) {
   Write(m_eventLog, text, source, nullptr);
 }
 
-void FileLogWriter::WriteInfo(std::string_view text, std::string_view source, int32_t level, int32_t reserved) {
+void FileLogWriter::WriteInfo(std::string_view text, std::string_view source, int32_t level,
+                              int32_t reserved) {
   WriteLine(text, source, level, reserved);
 }
 

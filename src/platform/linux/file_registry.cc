@@ -58,6 +58,7 @@ class FileRegistry final : public Registry {
   }
 
   bool DeleteValue(RegistryHive hive, std::string_view keyPath, std::string_view valueName) override {
+    if (!QueryValue(hive, keyPath, valueName)) return false;  // no lock, no folder for a no-op
     return Modify(hive, [&](HiveKey& root) {
       HiveKey* key = FindKey(root, keyPath);
       return key && key->RemoveValue(valueName) ? Edit::kChanged : Edit::kRefused;
@@ -66,7 +67,7 @@ class FileRegistry final : public Registry {
 
   bool DeleteKey(RegistryHive hive, std::string_view keyPath) override {
     auto names = SplitKeyPath(keyPath);
-    if (names.empty()) return false;  // the hive's root stays
+    if (names.empty() || !KeyExists(hive, keyPath)) return false;  // the hive's root stays
     return Modify(hive, [&](HiveKey& root) {
       std::string_view parentPath = keyPath.substr(0, names.back().data() - keyPath.data());
       HiveKey* parent = FindKey(root, parentPath);

@@ -16,7 +16,7 @@ std::string FolderOf(const std::string& path) {
   return path.substr(0, slash == 0 ? 1 : slash);
 }
 
-std::string Unquoted(std::string value) {
+std::string_view Unquoted(std::string_view value) {
   if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') && value.back() == value.front()) {
     return value.substr(1, value.size() - 2);
   }
@@ -78,7 +78,7 @@ std::optional<std::string> ProfileStore::GetString(std::string_view section, std
   if (!document) return std::nullopt;
   std::optional<std::string> value = document->Value(section, key);
   if (!value) return std::nullopt;
-  return Unquoted(std::move(*value));
+  return std::string(Unquoted(*value));
 }
 
 void ProfileStore::WriteString(std::string_view section, std::optional<std::string_view> key,
