@@ -9,18 +9,12 @@
 #include "foundation/contracts/class_registry.h"
 #include "foundation/contracts/collection.h"
 #include "foundation/contracts/object.h"
+#include "support/error_number.h"
 
 namespace korad {
 namespace {
 
-int32_t NumberOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const Error& e) {
-    return e.Number();
-  }
-  return 0;
-}
+using testing::NumberOf;
 
 TEST(Collection, KeyedInsertionOrderedAndOneBasedWithTheErrorsCallersTestFor) {
   Collection<std::string> c;

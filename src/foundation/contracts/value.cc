@@ -1,5 +1,7 @@
 #include "foundation/contracts/value.h"
 
+#include "foundation/contracts/object.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -88,7 +90,7 @@ NumberScan ScanDecimal(std::string_view text) {
     }
   }
   if (digits == 0) return scan;
-  size_t mantissaEnd = i;
+  const size_t mantissaEnd = i;
   long exponent = 0;
   if (i < text.size() && (text[i] == 'E' || text[i] == 'e' || text[i] == 'D' || text[i] == 'd')) {
     size_t j = i + 1;
@@ -104,24 +106,31 @@ NumberScan ScanDecimal(std::string_view text) {
   }
   scan.end = i;
 
-  // from_chars wants no "+" and an "e"; copy the number into a buffer that has those.
+  // from_chars takes neither a "+" nor a "D" exponent; a number that has one is read from
+  // a copy without them.
   std::string_view number = text.substr(0, scan.end);
   std::array<char, 64> small;
   std::string large;
-  char* buffer = small.data();
-  if (number.size() > small.size()) {
-    large.resize(number.size());
-    buffer = large.data();
-  }
-  size_t length = 0;
-  for (size_t k = 0; k < number.size(); ++k) {
-    char c = number[k];
-    if (c == '+' && (k == 0 || k == mantissaEnd + 1)) continue;
-    if (k == mantissaEnd) c = 'e';
-    buffer[length++] = c;
+  const bool hasExponent = scan.end > mantissaEnd;
+  if (number[0] == '+' || (hasExponent && (number[mantissaEnd + 1] == '+' || number[mantissaEnd] == 'D' ||
+                                           number[mantissaEnd] == 'd'))) {
+    char* buffer = small.data();
+    if (number.size() > small.size()) {
+      large.resize(number.size());
+      buffer = large.data();
+    }
+    size_t length = 0;
+    for (size_t k = 0; k < number.size(); ++k) {
+      char c = number[k];
+      if (c == '+' && (k == 0 || k == mantissaEnd + 1)) continue;
+      if (k == mantissaEnd) c = 'e';
+      buffer[length++] = c;
+    }
+    number = std::string_view(buffer, length);
   }
   double value = 0.0;
-  const auto result = std::from_chars(buffer, buffer + length, value, std::chars_format::general);
+  const auto result = std::from_chars(number.data(), number.data() + number.size(), value,
+                                      std::chars_format::general);
   if (result.ec == std::errc::result_out_of_range) {
     // Too small underflows to zero; too big is an overflow.
     if (magnitude + exponent > 0) {
@@ -212,7 +221,7 @@ std::string Value::TypeName() const {
     case ValueKind::Object: {
       const ObjectRef& object = std::get<ObjectRef>(m_data);
       if (!object) return "Nothing";
-      return g_objectTypeName ? g_objectTypeName(object.get()) : "Object";
+      return std::string(object->ClassName());
     }
   }
   return "Unknown";
@@ -327,10 +336,13 @@ std::optional<double> ParseNumber(std::string_view text) {
   return scan.value;
 }
 
-double LeadingNumber(std::string_view text) {
+double LeadingNumber(std::string_view text) noexcept {
   while (!text.empty() && IsWhite(text.front())) text.remove_prefix(1);
   const NumberScan scan = ScanNumber(text);
-  if (scan.status == Scan::kOverflow) RaiseRuntimeError(kErrOverflow);
+  if (scan.status == Scan::kOverflow) {
+    // Callers read settings with this and have no failure path.
+    return text[0] == '-' ? -std::numeric_limits<double>::max() : std::numeric_limits<double>::max();
+  }
   return scan.value;  // 0 when there is no number
 }
 

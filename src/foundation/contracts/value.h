@@ -16,10 +16,6 @@ namespace korad {
 class Object;
 using ObjectRef = std::shared_ptr<Object>;
 
-// The object model sets this to name an object's class for TypeName; until it does,
-// every object reads as "Object".
-inline std::string (*g_objectTypeName)(const Object*) = nullptr;
-
 enum class ValueKind { Empty, Null, Integer, Long, Single, Double, Boolean, Date, String, Object };
 
 // Boolean results are 16-bit integers: True is -1, False is 0.
@@ -106,9 +102,9 @@ bool IsDate(const Value& value);
 std::optional<double> ParseNumber(std::string_view text);
 // The host's Val: the leading number of a text. Leading blanks are skipped, then the
 // longest prefix that ParseNumber's grammar accepts is read ("&H" forms too); the rest is
-// ignored and no number at all reads 0 (" 12abc" is 12, "abc" is 0, "1e" is 1). Raises 6
-// for a number beyond the Double range.
-double LeadingNumber(std::string_view text);
+// ignored and no number at all reads 0 (" 12abc" is 12, "abc" is 0, "1e" is 1). Never
+// raises: a number beyond the Double range reads as the largest Double of its sign.
+double LeadingNumber(std::string_view text) noexcept;
 
 // Date recognition, blanks (space, tab, CR, LF) around the text allowed: ISO forms
 // ("2026-03-05", "2026-03-05 14:30[:00]", "2026-03-05T14:30:00Z", fractions of a second kept to the

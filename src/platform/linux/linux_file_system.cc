@@ -163,8 +163,8 @@ class LinuxFileSystem final : public FileSystem {
     struct stat old;
     bool keepMode = ::stat(target.c_str(), &old) == 0 && S_ISREG(old.st_mode);
 
-    std::string temp = TempNameFor(target);
-    FileDescriptor fd(OpenOrRaise(temp, O_WRONLY | O_CREAT | O_EXCL));
+    std::string temp;
+    FileDescriptor fd(CreateTempBeside(target, temp));
     try {
       if (keepMode && ::fchmod(fd.Get(), old.st_mode & 07777) != 0) RaisePosixError("fchmod", errno, temp);
       WriteAll(fd.Get(), data, temp);
@@ -303,6 +303,18 @@ class LinuxFileSystem final : public FileSystem {
     }
     ::closedir(dir);
     return best;
+  }
+
+  // Creates the temporary file and names it in `temp`. A name left by a crashed process
+  // whose pid came round again is skipped rather than reused.
+  static int CreateTempBeside(const std::string& target, std::string& temp) {
+    for (int attempt = 0;; ++attempt) {
+      temp = TempNameFor(target);
+      int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+      if (fd >= 0) return fd;
+      if (errno == EINTR || (errno == EEXIST && attempt < 8)) continue;
+      RaisePosixError("open", errno, temp);
+    }
   }
 
   // Beside the target, so the rename stays within one file system; hidden by its dot,
