@@ -59,8 +59,9 @@ void ReplaceProperties(Value& text, std::string_view section, std::string_view c
 // The value at `path`, "[{Encrypt}]HIVE\Sub\Key!ValueName", always as plain text. Only
 // string and 32-bit values are read (a 32-bit value as its signed decimal text); anything
 // else, and every failure to open or query, reads as blank. A value stored as cipher text
-// is decrypted; with "{Encrypt}" a value that isn't scheme 4 cipher text is rewritten as
-// scheme 4 cipher text in its own type. The first "{mvCargo...}" marker is removed from
+// is decrypted; with "{Encrypt}" a string value that isn't scheme 4 cipher text is
+// rewritten as scheme 4 cipher text (a 32-bit value can't hold one and stays; a missing
+// value isn't created). The first "{mvCargo...}" marker is removed from
 // the result. The prefix "{Encrypt}" is removed from `path`. Errors of the encrypter pass
 // to the caller.
 std::string ReadRegistryValue(std::string& path);

@@ -26,7 +26,7 @@ class ValidationRules;
 
 // Every section of `configSource`, one view each (select by ConfigMoniker), the "Global"
 // section's keys in every view ahead of the section's own. `sections` receives the
-// section names. A blank source gives an empty object. Raises "Specified configuration
+// section names; a file without sections leaves it as passed, so pass it unset. A blank source gives an empty object. Raises "Specified configuration
 // file does not exist" or "Could not retrieve sections from the configuration file"
 // (the library's number); other errors pass through.
 std::shared_ptr<Configurations> GetConfigurations(std::string_view moduleName, std::string_view configSource,

@@ -55,8 +55,13 @@ TEST(Attributes, StandardNamesGoToTheParentAndAlertStatusIsTranslated) {
   FormWithAttributes f;
   EXPECT_EQ(f.attributes->Add("AlertStatus", Value("off")), nullptr);
   EXPECT_EQ(f.form->alertStatus, 0);
-  f.attributes->Add("alert status", Value("whatever"));  // blanks removed, unknown reads as once
+  f.attributes->Add(" AlertStatus ", Value("whatever"));  // unknown reads as once
   EXPECT_EQ(f.form->alertStatus, 2);
+  // Inner blanks still find the standard name, but the status is translated only for the
+  // key as trimmed, so the text reaches the typed property untranslated.
+  EXPECT_EQ(DescriptionOf([&] { f.attributes->Add("alert status", Value("on")); }),
+            "Attributes.Add: Could not set the 'alert status' attribute (Error: Type mismatch). Please check the "
+            "type of this attribute and make sure it matches the type of the value you are attempting to set.");
   f.attributes->Add("Resource", Value("disk C"));
   EXPECT_EQ(f.form->resource, "disk C");
   EXPECT_EQ(f.attributes->Count(), 0) << "standard names never live in the container";

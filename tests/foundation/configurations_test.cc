@@ -30,8 +30,14 @@ TEST(Configurations, SectionsFilledOneAfterAnotherAndViewedThroughTheMoniker) {
   ASSERT_EQ(configs.Count(), 3);
   EXPECT_EQ(configs.Item("x")->Key(), "X");
   EXPECT_EQ(configs.Item("X")->Value(), "2");
-  EXPECT_EQ(configs.Item(" limit ")->Value(), "90");
   EXPECT_TRUE(configs.Exists("  limit"));
+  try {
+    configs.Item(" limit ");
+    FAIL() << "Exists trims, but the list lookup that follows takes the key as given";
+  } catch (const Error& e) {
+    EXPECT_EQ(e.Number(), kErrInvalidCall);
+    EXPECT_EQ(e.Description(), "Configurations.Item: Invalid procedure call or argument");
+  }
 
   EXPECT_TRUE(configs.IsEmpty("Blank"));
   EXPECT_FALSE(configs.IsEmpty("Limit"));

@@ -6,7 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
 #include "platform/file_system.h"
+#include "platform/linux/folder_name_cache.h"
 #include "support/error_number.h"
 #include "support/fault_injecting_file_system.h"
 #include "support/temp_home.h"
@@ -182,6 +187,30 @@ TEST_F(FileSystemTest, StatAndModifiedTimeRoundTrip) {
   EXPECT_TRUE(m_fs->Stat(m_home.Path())->isDirectory);
   EXPECT_EQ(m_fs->Stat(m_home / "absent"), std::nullopt);
   EXPECT_EQ(FileSystem::NativePath("C:\\Program Files\\x/y"), "C:/Program Files/x/y");
+}
+
+// Listings are reused to answer "no such file" cheaply; they must never hide a file made
+// or renamed since. With no trust window the listing is kept at once; the pauses put each
+// change a clock tick after the one before, which the window guarantees in real use.
+TEST(FolderNameCacheTest, AListingServesOnlyWhileTheFolderIsUnchanged) {
+  using namespace std::chrono_literals;
+  TempHome home;
+  testing::WriteWholeFile(home / "MvAgent.ini", "x");
+  FolderNameCache cache(0ms);
+  std::this_thread::sleep_for(20ms);
+
+  EXPECT_EQ(cache.Find(home.Path(), "MVAGENT.INI"), "MvAgent.ini");
+  EXPECT_EQ(cache.Find(home.Path(), "new.ini"), std::nullopt);
+  testing::WriteWholeFile(home / "NEW.INI", "x");
+  EXPECT_EQ(cache.Find(home.Path(), "new.ini"), "NEW.INI");
+
+  std::this_thread::sleep_for(20ms);
+  std::filesystem::rename(home / "NEW.INI", home / "New.Ini");
+  EXPECT_EQ(cache.Find(home.Path(), "NEW.INI"), "New.Ini");
+  std::this_thread::sleep_for(20ms);
+  std::filesystem::remove(home / "New.Ini");
+  EXPECT_EQ(cache.Find(home.Path(), "new.ini"), std::nullopt);
+  EXPECT_EQ(cache.Find(home / "missing", "x"), std::nullopt);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 
 #include "foundation/contracts/text.h"
 #include "platform/file_system.h"
+#include "platform/linux/folder_name_cache.h"
 #include "platform/linux/posix_error.h"
 
 namespace korad {
@@ -128,8 +129,8 @@ class LinuxFileSystem final : public FileSystem {
     std::string native = NativePath(path);
     struct stat st;
     if (::stat(native.c_str(), &st) != 0) {  // one stat when the name is written as it is
-      std::optional<std::string> resolved = Resolve(native);
-      if (!resolved || ::stat(resolved->c_str(), &st) != 0) return std::nullopt;
+      Resolution found = ResolveComponents(native, /*knownMissing=*/true);
+      if (found.unresolved > 0 || ::stat(found.path.c_str(), &st) != 0) return std::nullopt;
     }
     FileInfo info;
     info.isDirectory = S_ISDIR(st.st_mode);
@@ -260,49 +261,41 @@ class LinuxFileSystem final : public FileSystem {
     size_t unresolved = 0;  // trailing components kept as written because nothing matched
   };
 
-  // One stat when the path exists as written. Otherwise stats climb to the deepest folder
-  // that exists as written, and the components below it are looked up in their folders.
-  static Resolution ResolveComponents(const std::string& native) {
-    if (native.empty() || PathExists(native)) return {native, 0};
+  // One stat when the path exists as written. Otherwise, most often, only the last name
+  // is missing or spelled otherwise, and one lookup in its folder settles it; failing
+  // that, stats climb to the deepest folder that exists as written and the names below
+  // it are looked up one by one.
+  Resolution ResolveComponents(const std::string& native, bool knownMissing = false) {
+    if (native.empty() || (!knownMissing && PathExists(native))) return {native, 0};
     std::vector<std::string_view> parts = SplitComponents(native);
-    std::string root = native[0] == '/' ? "/" : "";
+    if (parts.empty()) return {native, 0};
+    const std::string root = native[0] == '/' ? "/" : "";
+    auto prefix = [&](size_t count) {
+      std::string path = root;
+      for (size_t i = 0; i < count; ++i) path = JoinPath(path, parts[i]);
+      return path;
+    };
 
-    size_t known = parts.size() - (parts.empty() ? 0 : 1);
-    std::string current;
-    for (;; --known) {
-      current = root;
-      for (size_t i = 0; i < known; ++i) current = JoinPath(current, parts[i]);
-      if (known == 0 || PathExists(current)) break;
+    size_t next = parts.size() - 1;
+    std::string current = prefix(next);
+    bool folderExists = false;
+    std::optional<std::string> match = m_names.Find(current, parts[next], &folderExists);
+    if (!folderExists && next > 0) {
+      do {
+        current = prefix(--next);
+      } while (next > 0 && !PathExists(current));
+      match = m_names.Find(current, parts[next]);
     }
-
-    size_t next = known;
-    for (; next < parts.size(); ++next) {
-      std::optional<std::string> match = FindNoCase(current, parts[next]);
-      if (!match) break;
+    while (match) {
       current = JoinPath(current, *match);
+      if (++next == parts.size()) break;
+      match = m_names.Find(current, parts[next]);
     }
+
     Resolution result{current, parts.size() - next};
     for (; next < parts.size(); ++next) result.path = JoinPath(result.path, parts[next]);
     if (native.back() == '/' && !result.path.empty() && result.path.back() != '/') result.path.push_back('/');
     return result;
-  }
-
-  // The entry of `folder` named `name`: the exact name if present, else the first of
-  // the names equal ignoring case, so that the choice doesn't depend on directory order.
-  static std::optional<std::string> FindNoCase(const std::string& folder, std::string_view name) {
-    DIR* dir = ::opendir(folder.empty() ? "." : folder.c_str());
-    if (dir == nullptr) return std::nullopt;
-    std::optional<std::string> best;
-    while (const struct dirent* entry = ::readdir(dir)) {
-      std::string_view candidate = entry->d_name;
-      if (candidate == name) {
-        best = std::string(candidate);
-        break;
-      }
-      if (EqualsNoCase(candidate, name) && (!best || candidate < *best)) best = std::string(candidate);
-    }
-    ::closedir(dir);
-    return best;
   }
 
   // Creates the temporary file and names it in `temp`. A name left by a crashed process
@@ -330,6 +323,8 @@ class LinuxFileSystem final : public FileSystem {
         .append(".tmp");
     return JoinPath(FolderOf(target), name);
   }
+
+  FolderNameCache m_names;
 };
 
 }  // namespace
