@@ -34,8 +34,10 @@ void TrapErrors(std::string_view routinePrefix, Body&& body, Report&& report) {
 
 class ErrorReporter {
  public:
+  virtual ~ErrorReporter() = default;
   const LogManagerRef& GetLogManager() const noexcept { return m_logManager; }
-  void SetLogManager(LogManagerRef logManager) noexcept { m_logManager = std::move(logManager); }
+  // Classes that hand their log manager on to what they own override this.
+  virtual void SetLogManager(LogManagerRef logManager) { m_logManager = std::move(logManager); }
 
  protected:
   // With a log manager: one line under "DevSvcErr" at logLevelError, and the failure is
