@@ -8,18 +8,6 @@ namespace {
 // Lookup keys lose every blank, then are trimmed and upper-cased.
 std::string LookupKey(std::string_view key) { return NormalizeKey(StripSpaces(key)); }
 
-bool IsNumberKind(const Value& v) {
-  switch (v.Kind()) {
-    case ValueKind::Integer:
-    case ValueKind::Long:
-    case ValueKind::Single:
-    case ValueKind::Double:
-      return true;
-    default:
-      return false;
-  }
-}
-
 std::string TextOf(const Value& v) { return v.IsString() ? *v.AsString() : v.ToText(); }
 
 // One pass of the host's Replace: every occurrence, left to right, results not rescanned.
@@ -197,7 +185,7 @@ void Attributes::Remove(const Value& index) {
       if (!m_custom.Find(*index.AsString())) RaiseLibraryError(CouldNotFind(index));
       m_custom.Remove(*index.AsString());
       m_updateOccurred = true;
-    } else if (IsNumberKind(index)) {
+    } else if (index.IsNumberKind()) {
       if (index.ToDouble() > Count()) RaiseLibraryError("Index is greater than count of attributes");
       m_custom.Remove(index);  // no lower bound here: 0 fails in the list
       m_updateOccurred = true;
@@ -208,7 +196,7 @@ void Attributes::Remove(const Value& index) {
 AttributeRef Attributes::Item(const Value& index) {
   AttributeRef result;
   Guard("Attributes.Item: ", [&] {
-    if (IsNumberKind(index)) {
+    if (index.IsNumberKind()) {
       if (index.ToDouble() > Count()) RaiseLibraryError("Index is greater than the number of custom attributes");
       result = m_custom.Item(index);
       return;

@@ -23,15 +23,19 @@ ValidationRule& ValidationRules::Upsert(std::string_view key) {
   return *m_rules.Add(rule, rule->Key);
 }
 
+ValidationRule& ValidationRules::Upsert(std::string_view key, bool isRequired, std::string_view validValues,
+                                        std::string_view defaultValue, std::string_view description) {
+  ValidationRule& rule = Upsert(key);
+  rule.IsRequired = isRequired;
+  rule.ValidValues = validValues;
+  rule.DefaultValue = defaultValue;
+  rule.Description = description;
+  return rule;
+}
+
 void ValidationRules::Add(std::string_view key, bool isRequired, std::string_view validValues,
                           std::string_view defaultValue, std::string_view description) {
-  Guard("ValidationRules.Add: ", [&] {
-    ValidationRule& rule = Upsert(key);
-    rule.IsRequired = isRequired;
-    rule.ValidValues = validValues;
-    rule.DefaultValue = defaultValue;
-    rule.Description = description;
-  });
+  Guard("ValidationRules.Add: ", [&] { Upsert(key, isRequired, validValues, defaultValue, description); });
 }
 
 void ValidationRules::AddEx(std::string_view key, bool isRequired, std::string_view validValues,
@@ -39,11 +43,7 @@ void ValidationRules::AddEx(std::string_view key, bool isRequired, std::string_v
                             std::string_view dataType, bool isRemote, std::string_view minimumValue,
                             std::string_view maximumValue, std::string_view displayMethod) {
   Guard("ValidationRules.AddEx: ", [&] {
-    ValidationRule& rule = Upsert(key);
-    rule.IsRequired = isRequired;
-    rule.ValidValues = validValues;
-    rule.DefaultValue = defaultValue;
-    rule.Description = description;
+    ValidationRule& rule = Upsert(key, isRequired, validValues, defaultValue, description);
     rule.DataType = dataType;
     rule.IsRemote = isRemote;
     rule.MinimumValue = minimumValue;

@@ -55,8 +55,10 @@ class ValidationRules final : public Dispatchable<ValidationRules>, public Error
   auto end() const { return m_rules.end(); }
 
  private:
-  // Finds or creates the rule of `key`, for Add and AddEx.
+  // Finds or creates the rule of `key`, for Add and AddEx, and sets the fields both take.
   ValidationRule& Upsert(std::string_view key);
+  ValidationRule& Upsert(std::string_view key, bool isRequired, std::string_view validValues,
+                         std::string_view defaultValue, std::string_view description);
 
   Collection<ValidationRuleRef> m_rules;
 };

@@ -44,6 +44,18 @@ std::string StripSpaces(std::string_view text) {
   return out;
 }
 
+std::vector<std::string_view> SplitNonEmpty(std::string_view text, char separator) {
+  std::vector<std::string_view> parts;
+  size_t start = 0;
+  while (start <= text.size()) {
+    size_t end = text.find(separator, start);
+    if (end == std::string_view::npos) end = text.size();
+    if (end > start) parts.push_back(text.substr(start, end - start));
+    start = end + 1;
+  }
+  return parts;
+}
+
 size_t NoCaseHash::operator()(std::string_view text) const noexcept {
   // FNV-1a over the upper-cased bytes.
   size_t h = 14695981039346656037ull;

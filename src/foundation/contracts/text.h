@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace korad {
 
@@ -20,6 +21,9 @@ std::string NormalizeKey(std::string_view text);
 inline bool IsBlank(std::string_view text) noexcept { return text.empty(); }
 // Removes every " " of the text.
 std::string StripSpaces(std::string_view text);
+
+// The non-empty pieces of `text` between separators ("a//b/" gives "a", "b").
+std::vector<std::string_view> SplitNonEmpty(std::string_view text, char separator);
 
 // Hash and equality that ignore ASCII case, for maps keyed case-insensitively.
 struct NoCaseHash {

@@ -9,6 +9,7 @@
 
 #include "foundation/contracts/error.h"
 #include "platform/linux/locked_file.h"
+#include "foundation/contracts/text.h"
 #include "platform/linux/registry_hive.h"
 #include "platform/registry.h"
 
@@ -66,7 +67,7 @@ class FileRegistry final : public Registry {
   }
 
   bool DeleteKey(RegistryHive hive, std::string_view keyPath) override {
-    auto names = SplitKeyPath(keyPath);
+    auto names = SplitNonEmpty(keyPath, '\\');
     if (names.empty() || !KeyExists(hive, keyPath)) return false;  // the hive's root stays
     return Modify(hive, [&](HiveKey& root) {
       std::string_view parentPath = keyPath.substr(0, names.back().data() - keyPath.data());

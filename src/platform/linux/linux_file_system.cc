@@ -14,6 +14,7 @@
 #include "foundation/contracts/text.h"
 #include "platform/file_system.h"
 #include "platform/linux/folder_name_cache.h"
+#include "platform/linux/locked_file.h"
 #include "platform/linux/posix_error.h"
 
 namespace korad {
@@ -38,43 +39,14 @@ std::string_view NameOf(std::string_view path) {
   return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }
 
-std::vector<std::string_view> SplitComponents(std::string_view path) {
-  std::vector<std::string_view> parts;
-  size_t start = 0;
-  while (start <= path.size()) {
-    size_t slash = path.find('/', start);
-    if (slash == std::string_view::npos) slash = path.size();
-    if (slash > start) parts.push_back(path.substr(start, slash - start));
-    start = slash + 1;
-  }
-  return parts;
-}
 
 bool PathExists(const std::string& path) {
   struct stat st;
   return ::stat(path.c_str(), &st) == 0;
 }
 
-// Closes on every path out, including the exceptional ones.
-class FileDescriptor {
- public:
-  explicit FileDescriptor(int fd) : m_fd(fd) {}
-  FileDescriptor(const FileDescriptor&) = delete;
-  FileDescriptor& operator=(const FileDescriptor&) = delete;
-  ~FileDescriptor() {
-    if (m_fd >= 0) ::close(m_fd);
-  }
-  int Get() const { return m_fd; }
-  // Closes now, so that a failing close (a delayed write error) can be reported.
-  int Close() {
-    int result = ::close(m_fd);
-    m_fd = -1;
-    return result;
-  }
-
- private:
-  int m_fd;
-};
+using locked_file::UniqueFd;
+using locked_file::WriteAll;
 
 int OpenOrRaise(const std::string& path, int flags, mode_t mode = 0666) {
   int fd;
@@ -83,17 +55,6 @@ int OpenOrRaise(const std::string& path, int flags, mode_t mode = 0666) {
   } while (fd < 0 && errno == EINTR);
   if (fd < 0) RaisePosixError("open", errno, path);
   return fd;
-}
-
-void WriteAll(int fd, std::string_view data, const std::string& path) {
-  while (!data.empty()) {
-    ssize_t written = ::write(fd, data.data(), data.size());
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      RaisePosixError("write", errno, path);
-    }
-    data.remove_prefix(static_cast<size_t>(written));
-  }
 }
 
 OleDate ModifiedTimeOf(const struct stat& st) {
@@ -141,7 +102,7 @@ class LinuxFileSystem final : public FileSystem {
 
   std::string ReadFile(std::string_view path) override {
     std::string target = ResolveForWrite(path);
-    FileDescriptor fd(OpenOrRaise(target, O_RDONLY));
+    UniqueFd fd(OpenOrRaise(target, O_RDONLY));
     std::string content;
     struct stat st;
     if (::fstat(fd.Get(), &st) == 0 && st.st_size > 0) content.reserve(static_cast<size_t>(st.st_size));
@@ -165,7 +126,7 @@ class LinuxFileSystem final : public FileSystem {
     bool keepMode = ::stat(target.c_str(), &old) == 0 && S_ISREG(old.st_mode);
 
     std::string temp;
-    FileDescriptor fd(CreateTempBeside(target, temp));
+    UniqueFd fd(CreateTempBeside(target, temp));
     try {
       if (keepMode && ::fchmod(fd.Get(), old.st_mode & 07777) != 0) RaisePosixError("fchmod", errno, temp);
       WriteAll(fd.Get(), data, temp);
@@ -183,7 +144,7 @@ class LinuxFileSystem final : public FileSystem {
 
   void AppendFile(std::string_view path, std::string_view data) override {
     std::string target = ResolveForWrite(path);
-    FileDescriptor fd(OpenOrRaise(target, O_WRONLY | O_CREAT | O_APPEND));
+    UniqueFd fd(OpenOrRaise(target, O_WRONLY | O_CREAT | O_APPEND));
     WriteAll(fd.Get(), data, target);
     if (fd.Close() != 0) RaisePosixError("close", errno, target);
   }
@@ -208,7 +169,7 @@ class LinuxFileSystem final : public FileSystem {
     struct stat st;
     if (::stat(target.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return;
     std::string prefix = !target.empty() && target[0] == '/' ? "/" : "";
-    for (std::string_view part : SplitComponents(target)) {
+    for (std::string_view part : SplitNonEmpty(target, '/')) {
       prefix = JoinPath(prefix, part);
       if (::mkdir(prefix.c_str(), 0777) == 0) continue;
       int err = errno;
@@ -267,7 +228,7 @@ class LinuxFileSystem final : public FileSystem {
   // it are looked up one by one.
   Resolution ResolveComponents(const std::string& native, bool knownMissing = false) {
     if (native.empty() || (!knownMissing && PathExists(native))) return {native, 0};
-    std::vector<std::string_view> parts = SplitComponents(native);
+    std::vector<std::string_view> parts = SplitNonEmpty(native, '/');
     if (parts.empty()) return {native, 0};
     const std::string root = native[0] == '/' ? "/" : "";
     auto prefix = [&](size_t count) {

@@ -1,7 +1,10 @@
-// Small POSIX file pieces shared by the registry store and the key file: an owned
-// descriptor, whole-file reads, an exclusive lock on a sidecar file, and the
-// write-to-temporary-then-rename replacement. Failures raise through PosixError.
+// Small POSIX file pieces shared by the file system, the registry store and the key
+// file: an owned descriptor, whole-file reads and writes, an exclusive lock on a sidecar
+// file, and the write-to-temporary-then-rename replacement. Failures raise through
+// PosixError.
 #pragma once
+
+#include <unistd.h>
 
 #include <optional>
 #include <string>
@@ -27,6 +30,8 @@ class UniqueFd {
     m_fd = -1;
     return fd;
   }
+  // Closes now, so that a failing close (a delayed write error) can be reported.
+  int Close() { return ::close(Release()); }
 
  private:
   int m_fd = -1;

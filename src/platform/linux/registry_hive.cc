@@ -155,7 +155,7 @@ void SerializeKey(const HiveKey& key, const std::string& path, bool isRoot, std:
 // The key a section line names, created as needed; null for a section that can't be read.
 HiveKey* SectionKey(HiveKey& root, std::string_view inner) {
   HiveKey* key = &root;
-  for (std::string_view escaped : SplitKeyPath(inner)) {
+  for (std::string_view escaped : SplitNonEmpty(inner, '\\')) {
     auto name = Unescape(escaped);
     if (!name) return nullptr;
     key = &key->SubKeyOrAdd(*name);
@@ -213,21 +213,10 @@ bool HiveKey::RemoveValue(std::string_view valueName) {
   return true;
 }
 
-std::vector<std::string_view> SplitKeyPath(std::string_view keyPath) {
-  std::vector<std::string_view> names;
-  size_t start = 0;
-  while (start <= keyPath.size()) {
-    size_t end = keyPath.find('\\', start);
-    if (end == std::string_view::npos) end = keyPath.size();
-    if (end > start) names.push_back(keyPath.substr(start, end - start));
-    start = end + 1;
-  }
-  return names;
-}
 
 HiveKey* FindKey(HiveKey& root, std::string_view keyPath) {
   HiveKey* key = &root;
-  for (std::string_view name : SplitKeyPath(keyPath)) {
+  for (std::string_view name : SplitNonEmpty(keyPath, '\\')) {
     key = key->FindSubKey(name);
     if (!key) return nullptr;
   }
@@ -236,7 +225,7 @@ HiveKey* FindKey(HiveKey& root, std::string_view keyPath) {
 
 HiveKey& FindOrCreateKey(HiveKey& root, std::string_view keyPath) {
   HiveKey* key = &root;
-  for (std::string_view name : SplitKeyPath(keyPath)) key = &key->SubKeyOrAdd(name);
+  for (std::string_view name : SplitNonEmpty(keyPath, '\\')) key = &key->SubKeyOrAdd(name);
   return *key;
 }
 

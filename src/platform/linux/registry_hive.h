@@ -47,9 +47,6 @@ struct HiveKey {
   bool RemoveValue(std::string_view valueName);
 };
 
-// The names of a "\"-separated key path; empty names (doubled or edge separators) are dropped.
-std::vector<std::string_view> SplitKeyPath(std::string_view keyPath);
-
 // The key at `keyPath` under `root`, or null.
 HiveKey* FindKey(HiveKey& root, std::string_view keyPath);
 // The key at `keyPath`, created with its parents as needed.
