@@ -1,8 +1,12 @@
 #include "foundation/foundation_classes.h"
 
 #include "foundation/contracts/class_registry.h"
+#include "foundation/attributes.h"
+#include "foundation/configurations.h"
 #include "foundation/interface_classes.h"
 #include "foundation/log_manager.h"
+#include "foundation/module_properties.h"
+#include "foundation/validation_rules.h"
 
 namespace korad {
 
@@ -14,6 +18,13 @@ void RegisterFoundationClasses(ClassRegistry& registry) {
   registry.RegisterClass<EmptyActor>(EmptyActor::kClassId);
   registry.RegisterClass<EmptySerializable>(EmptySerializable::kClassId);
   registry.RegisterClass<EmptyRemoveModule>(EmptyRemoveModule::kClassId);
+  registry.RegisterClass<Attribute>(Attribute::kClassId);
+  registry.RegisterClass<Attributes>(Attributes::kClassId);
+  registry.RegisterClass<Configuration>(Configuration::kClassId);
+  registry.RegisterClass<Configurations>(Configurations::kClassId);
+  registry.RegisterClass<ValidationRule>(ValidationRule::kClassId);
+  registry.RegisterClass<ValidationRules>(ValidationRules::kClassId);
+  registry.RegisterClass<ModuleProp>(ModuleProp::kClassId);
 }
 
 }  // namespace korad

@@ -5,7 +5,8 @@ namespace korad {
 
 class ClassRegistry;
 
-// Registers LogManager, RaiseErrLogManager and the interface classes. Safe to call more
+// Registers the log managers, the interface classes, attributes, configurations,
+// validation rules and module properties. Safe to call more
 // than once: ids already present are left as they are.
 void RegisterFoundationClasses(ClassRegistry& registry);
 

@@ -122,7 +122,9 @@ TEST(FoundationClasses, InterfaceClassesAreCreatableByIdWithEmptyBodies) {
   RegisterFoundationClasses(registry);
   for (const char* id : {"KORADevServices.IMonitor", "KORADevServices.IActor", "KORADevServices.ISerializable",
                          "KORADevServices.ILogManager", "KORADevServices.IRemoveModule",
-                         "KORADevServices.RaiseErrLogManager"}) {
+                         "KORADevServices.RaiseErrLogManager", "KORADevServices.Attributes",
+                         "KORADevServices.Configurations", "KORADevServices.ValidationRules",
+                         "KORADevServices.ModuleProp"}) {
     EXPECT_NE(registry.TryCreate(id), nullptr) << id;
   }
   auto monitor = std::dynamic_pointer_cast<IMonitor>(registry.TryCreate("KORADEVSERVICES.IMONITOR"));
