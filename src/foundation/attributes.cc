@@ -10,17 +10,6 @@ std::string LookupKey(std::string_view key) { return NormalizeKey(StripSpaces(ke
 
 std::string TextOf(const Value& v) { return v.IsString() ? *v.AsString() : v.ToText(); }
 
-// One pass of the host's Replace: every occurrence, left to right, results not rescanned.
-std::string ReplaceAll(std::string_view text, std::string_view from, std::string_view to) {
-  std::string out;
-  size_t pos = 0;
-  for (size_t hit; (hit = text.find(from, pos)) != std::string_view::npos; pos = hit + from.size()) {
-    out.append(text.substr(pos, hit - pos)).append(to);
-  }
-  out.append(text.substr(pos));
-  return out;
-}
-
 std::string CouldNotFind(const Value& index) {
   return "Could Not Find The '" + TextOf(index) + "' Attribute.  Please Verify That This Attribute Exists.";
 }
@@ -261,7 +250,7 @@ bool Attributes::BeginsWith(std::string_view key, std::string_view value) {
 bool Attributes::InSet(std::string_view key, std::string_view inSetString) {
   bool result = false;
   Guard("Attributes.InSet: ", [&] {
-    const std::string set = UpperAscii(ReplaceAll(ReplaceAll(inSetString, " ,", ","), ", ", ","));
+    const std::string set = UpperAscii(ReplaceText(ReplaceText(inSetString, " ,", ","), ", ", ","));
     result = TestValue(key, [&](const std::string& held) {
       const std::string v = UpperAscii(held);
       return v == set || set.find(v + ",") != std::string::npos || set.find("," + v) != std::string::npos;

@@ -70,23 +70,6 @@ std::string TwoDigits(int number) {
   return text.size() < 2 ? "0" + text : text;
 }
 
-// Replaces every occurrence of `token`; with `ignoreCase` the token matches in any case.
-void ReplaceAll(std::string& text, std::string_view token, std::string_view replacement, bool ignoreCase) {
-  const std::string upperToken = ignoreCase ? UpperAscii(token) : std::string();
-  size_t from = 0;
-  for (;;) {
-    size_t at;
-    if (ignoreCase) {
-      at = UpperAscii(text).find(upperToken, from);
-    } else {
-      at = text.find(token, from);
-    }
-    if (at == std::string::npos) return;
-    text.replace(at, token.size(), replacement);
-    from = at + replacement.size();
-  }
-}
-
 void Log(const LogManagerRef& logManager, std::string_view category, const std::string& text) {
   if (logManager) logManager->Log(text, category, logLevelDebug);
 }
@@ -156,18 +139,18 @@ void ExpandDates(Value& text) {
 
   const CivilTime parts = date.ToCivil();
   const std::string year = std::to_string(parts.year);
-  ReplaceAll(s, "[?mvDate.MM]", TwoDigits(parts.month), false);
-  ReplaceAll(s, "[?mvDate.M]", std::to_string(parts.month), false);
-  ReplaceAll(s, "[?mvDate.DD]", TwoDigits(parts.day), false);
-  ReplaceAll(s, "[?mvDate.D]", std::to_string(parts.day), false);
-  ReplaceAll(s, "[?mvDate.YYYY]", TwoDigits(parts.year), false);
-  ReplaceAll(s, "[?mvDate.YY]", Right(year, 2), false);
-  ReplaceAll(s, "[?mvDate.YY]", Right(year, 2), false);
+  s = ReplaceText(s, "[?mvDate.MM]", TwoDigits(parts.month));
+  s = ReplaceText(s, "[?mvDate.M]", std::to_string(parts.month));
+  s = ReplaceText(s, "[?mvDate.DD]", TwoDigits(parts.day));
+  s = ReplaceText(s, "[?mvDate.D]", std::to_string(parts.day));
+  s = ReplaceText(s, "[?mvDate.YYYY]", TwoDigits(parts.year));
+  s = ReplaceText(s, "[?mvDate.YY]", Right(year, 2));
+  s = ReplaceText(s, "[?mvDate.YY]", Right(year, 2));
   // The weekday tokens name today whatever the offset: reports that say "as of Monday"
   // while counting from last week depend on it.
   const int weekday = Weekday(today);
-  ReplaceAll(s, "[?mvDate.WDL]", SystemWeekdayName(weekday, false), true);
-  ReplaceAll(s, "[?mvDate.WDS]", SystemWeekdayName(weekday, true), true);
+  s = ReplaceTextNoCase(s, "[?mvDate.WDL]", SystemWeekdayName(weekday, false));
+  s = ReplaceTextNoCase(s, "[?mvDate.WDS]", SystemWeekdayName(weekday, true));
   text = Value(std::move(s));
 }
 

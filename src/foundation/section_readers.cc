@@ -65,15 +65,8 @@ std::string Expanded(std::string value) {
   return *text.AsString();
 }
 
-std::string WithLineBreaks(std::string value) {
-  const std::string escape = UpperAscii(kLineBreakEscape);
-  size_t from = 0;
-  for (;;) {
-    const size_t at = UpperAscii(value).find(escape, from);
-    if (at == std::string::npos) return value;
-    value.replace(at, kLineBreakEscape.size(), "\r\n");
-    from = at + 2;
-  }
+std::string WithLineBreaks(const std::string& value) {
+  return ReplaceTextNoCase(value, kLineBreakEscape, "\r\n");
 }
 
 bool IsCommentedOut(std::string_view value) { return !value.empty() && value.front() == ';'; }

@@ -44,6 +44,32 @@ std::string StripSpaces(std::string_view text) {
   return out;
 }
 
+std::string ReplaceText(std::string_view text, std::string_view from, std::string_view to) {
+  if (from.empty()) return std::string(text);
+  std::string out;
+  out.reserve(text.size());
+  size_t pos = 0;
+  for (size_t hit; (hit = text.find(from, pos)) != std::string_view::npos; pos = hit + from.size()) {
+    out.append(text.substr(pos, hit - pos)).append(to);
+  }
+  out.append(text.substr(pos));
+  return out;
+}
+
+std::string ReplaceTextNoCase(std::string_view text, std::string_view from, std::string_view to) {
+  if (from.empty()) return std::string(text);
+  const std::string upperText = UpperAscii(text);
+  const std::string upperFrom = UpperAscii(from);
+  std::string out;
+  out.reserve(text.size());
+  size_t pos = 0;
+  for (size_t hit; (hit = upperText.find(upperFrom, pos)) != std::string::npos; pos = hit + from.size()) {
+    out.append(text.substr(pos, hit - pos)).append(to);
+  }
+  out.append(text.substr(pos));
+  return out;
+}
+
 std::vector<std::string_view> SplitNonEmpty(std::string_view text, char separator) {
   std::vector<std::string_view> parts;
   size_t start = 0;

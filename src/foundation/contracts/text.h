@@ -22,6 +22,13 @@ inline bool IsBlank(std::string_view text) noexcept { return text.empty(); }
 // Removes every " " of the text.
 std::string StripSpaces(std::string_view text);
 
+// The host's Replace: every occurrence of `from`, left to right, in one pass whose
+// results are not searched again. An empty `from` leaves the text as it is.
+std::string ReplaceText(std::string_view text, std::string_view from, std::string_view to);
+
+// ReplaceText with `from` matched in any letter case.
+std::string ReplaceTextNoCase(std::string_view text, std::string_view from, std::string_view to);
+
 // The non-empty pieces of `text` between separators ("a//b/" gives "a", "b").
 std::vector<std::string_view> SplitNonEmpty(std::string_view text, char separator);
 

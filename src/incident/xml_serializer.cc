@@ -1,0 +1,319 @@
+#include "incident/xml_serializer.h"
+
+#include <cstring>
+#include <unordered_map>
+
+#include "foundation/contracts/error.h"
+#include "foundation/contracts/text.h"
+#include "foundation/file_functions.h"
+#include "foundation/global_functions.h"
+#include "incident/incident_state.h"
+#include "incident/serialized_text.h"
+#include "platform/file_system.h"
+#include "platform/platform.h"
+#include "platform/string_builder.h"
+
+namespace korad {
+namespace {
+
+constexpr std::string_view kCategory = "Serializer";
+constexpr std::string_view kHeaderLine = "[Serialize]";
+constexpr std::string_view kUtcSuffix = "UTC";
+
+bool EndsWithUtc(std::string_view key) {
+  return key.size() >= kUtcSuffix.size() && EqualsNoCase(key.substr(key.size() - kUtcSuffix.size()), kUtcSuffix);
+}
+
+bool StartsWithNoCase(std::string_view text, std::string_view prefix) {
+  return text.size() >= prefix.size() && EqualsNoCase(text.substr(0, prefix.size()), prefix);
+}
+
+bool ContainsNoCase(std::string_view text, std::string_view part) {
+  if (part.empty()) return true;
+  for (std::size_t at = 0; at + part.size() <= text.size(); ++at) {
+    if (EqualsNoCase(text.substr(at, part.size()), part)) return true;
+  }
+  return false;
+}
+
+// Keys whose dates are universal: the product's own ("MV..."), items of the product's
+// own under a configuration ("-MV"), and the UTC twins. Other dates are local twins,
+// which the file doesn't carry.
+bool CarriesUniversalDate(std::string_view rawKey) {
+  return StartsWithNoCase(rawKey, "MV") || EndsWithUtc(rawKey) || ContainsNoCase(rawKey, "-MV");
+}
+
+// The filter test of a save, remembered per prefix: a state has few monikers and many
+// keys, and the filter text can be long.
+class ConfigFilter {
+ public:
+  explicit ConfigFilter(const std::vector<std::string>& configs) {
+    for (const std::string& config : configs) {
+      m_upperText += UpperAscii(config);
+      m_upperText += '-';
+    }
+    if (configs.empty()) m_upperText = "-";
+  }
+
+  // The prefix ends in its "-". A substring test, as it has always been: "PU1-" passes
+  // on "CPU1-DISK-".
+  bool Belongs(std::string_view prefix) {
+    if (prefix == m_lastPrefix) return m_lastResult;
+    auto found = m_memo.find(prefix);
+    bool result;
+    if (found != m_memo.end()) {
+      result = found->second;
+    } else {
+      result = EqualsNoCase(prefix, "MVGLOBAL-") || m_upperText.find(UpperAscii(prefix)) != std::string::npos;
+      m_memo.emplace(std::string(prefix), result);
+    }
+    m_lastPrefix.assign(prefix);
+    m_lastResult = result;
+    return result;
+  }
+
+ private:
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
+  };
+  std::string m_upperText;
+  std::unordered_map<std::string, bool, Hash, std::equal_to<>> m_memo;
+  std::string m_lastPrefix{"\n"};  // matches no prefix
+  bool m_lastResult = false;
+};
+
+// The room the text of a save will need, so it is built without regrowing.
+std::size_t EstimateSize(const ScriptingDictionary& dictionary) {
+  std::size_t size = 0;
+  dictionary.ForEach([&](const std::string& key, const Value& value) {
+    const std::string* text = value.AsString();
+    size += key.size() + (text ? text->size() : 24) + 3;
+  });
+  return size + size / 16;
+}
+
+}  // namespace
+
+std::string DefaultSerializeLocation() {
+  const std::string home = GetHomeDirectory();
+  if (!home.empty() && (home.back() == '/' || home.back() == '\\')) return home + "Serialize";
+  return home + "/Serialize";
+}
+
+std::string SerializeLocationFrom(std::string_view location, const std::string& defaultLocation) {
+  if (NormalizeKey(location).empty()) return defaultLocation;
+  if (location.back() == '\\' || location.back() == '/') location.remove_suffix(1);
+  return std::string(location);
+}
+
+XMLSerializer::XMLSerializer() {
+  try {
+    m_defaultLocation = DefaultSerializeLocation();
+  } catch (...) {
+    // Without an application there is no home: the caller must set a location.
+  }
+  m_location = m_defaultLocation;
+}
+
+void XMLSerializer::SetSerializeLocation(std::string_view location) {
+  m_location = SerializeLocationFrom(location, m_defaultLocation);
+}
+
+void XMLSerializer::SetCurrentConfigs(const Value& configs) {
+  if (configs.IsEmpty()) {
+    m_currentConfigs.reset();
+    return;
+  }
+  if (configs.IsObject()) RaiseRuntimeError(kErrTypeMismatch);
+  std::vector<std::string> names;
+  const std::string text = configs.ToText();
+  std::size_t start = 0;
+  while (true) {
+    const std::size_t comma = text.find(',', start);
+    names.push_back(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+    if (comma == std::string::npos) break;
+    start = comma + 1;
+  }
+  m_currentConfigs = std::move(names);
+}
+
+std::string XMLSerializer::FilePath(std::string_view monitorId) const {
+  return m_location + "/" + StripSpaces(monitorId) + ".SER";
+}
+
+DateTimeConverter& XMLSerializer::Converter() {
+  if (!m_converter) m_converter.emplace();
+  return *m_converter;
+}
+
+void XMLSerializer::Save(const std::shared_ptr<IncidentState>& incidentState, std::string_view monitorId) {
+  try {
+    Converter();
+    if (!incidentState) RaiseLibraryError("Invalid IncidentState");
+    if (!m_currentConfigs) return;  // the engine sets them before every save
+    SaveBody(*incidentState, monitorId);
+  } catch (...) {
+    const Error failure = CurrentExceptionAsError();
+    if (incidentState && incidentState->GetLogManager()) {
+      incidentState->GetLogManager()->Log(
+          "Serializer(Save) - " + std::string(monitorId) + ": " + failure.Description(), kCategory, logLevelError);
+    }
+  }
+}
+
+void XMLSerializer::SaveBody(IncidentState& state, std::string_view monitorId) {
+  ConfigFilter filter(*m_currentConfigs);
+  ScriptingDictionary& dictionary = state.Dictionary();
+  try {
+    EnsureFolder(m_location);
+  } catch (...) {
+    // A folder that can't be made shows as a failed write below.
+  }
+
+  StringBuilder text(EstimateSize(dictionary));
+  std::vector<std::string> foreign;  // keys of configurations no longer in force
+  dictionary.ForEach([&](const std::string& key, const Value& value) {
+    const std::size_t dash = key.find('-');
+    if (dash == std::string::npos || !filter.Belongs(std::string_view(key).substr(0, dash + 1))) {
+      foreign.push_back(key);
+      return;
+    }
+    if (IsDate(value)) {
+      // A local twin isn't written: its UTC twin carries the date.
+      if (!CarriesUniversalDate(key)) return;
+      text.Append(key).Append("=").Append(DateTimeConverter::ToUniversalText(value.ToDate()));
+    } else {
+      text.Append(key).Append("=");
+      if (const std::string* plain = value.AsString()) {
+        AppendEscapingLineEnds(text, *plain);
+      } else {
+        AppendEscapingLineEnds(text, value.ToText());
+      }
+    }
+    text.Append(kLineEnd);
+  });
+  // The dictionary can't change while it is walked, so the trimming follows the walk.
+  for (const std::string& key : foreign) state.RemoveRawKey(key);
+
+  const std::string path = FilePath(monitorId);
+  ClearHiddenAttribute(path);
+  Platform::Current().GetFileSystem().WriteFileAtomic(path, text.Text());
+}
+
+Value XMLSerializer::Load(std::shared_ptr<IncidentState>& incidentState, std::string_view monitorId) {
+  try {
+    LoadBody(incidentState, monitorId);
+  } catch (...) {
+    const Error failure = CurrentExceptionAsError();
+    if (incidentState && incidentState->GetLogManager()) {
+      incidentState->GetLogManager()->Log(
+          "Serializer(Load) - " + std::string(monitorId) + ": " + failure.Description(), kCategory, logLevelError);
+    }
+  }
+  return Value();
+}
+
+void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_view monitorId) {
+  if (!state) state = std::make_shared<IncidentState>();
+  DateTimeConverter& converter = Converter();
+  state->RemoveAll();
+
+  const std::string path = FilePath(monitorId);
+  std::string content;
+  try {
+    content = Platform::Current().GetFileSystem().ReadFile(path);
+  } catch (...) {
+    const Error failure = CurrentExceptionAsError();
+    if (failure.Number() == kErrFileNotFound || failure.Number() == kErrPathNotFound) return;  // a first run
+    if (const LogManagerRef& log = state->GetLogManager()) {
+      log->Log("Serializer(Load) - Failed load " + path + " (Error = " + std::to_string(failure.Number()) + "/" +
+                   failure.Description() + ")",
+               kCategory, logLevelError);
+    }
+    throw Error(failure.Number(), failure.Source(), failure.Description());
+  }
+
+  ILogManager* log = state->GetLogManager().get();
+  // Trace lines are built only when someone can receive them.
+  auto trace = [&](const std::string& line) { log->Log(line, monitorId, logLevelDebug); };
+  ScriptingDictionary& dictionary = state->Dictionary();
+  ScriptingDictionary& owners = state->AllConfigMonikers();
+  auto store = [&](std::string_view rawKey, std::string_view moniker, Value value) {
+    if (!owners.Exists(rawKey)) owners.Add(rawKey, Value(moniker));
+    dictionary.SetItem(rawKey, std::move(value));
+  };
+
+  LineReader lines(content);
+  std::string_view line;
+  std::size_t dropped = 0, firstDropped = 0;
+  std::string value;
+  while (lines.Next(line)) {
+    if (line == kHeaderLine) continue;
+    const std::size_t equals = line.find('=');
+    const std::string_view key = line.substr(0, equals);
+    value.clear();
+    if (equals != std::string_view::npos) AppendUnescapingLineEnds(value, line.substr(equals + 1));
+    const std::size_t dash = key.find('-');
+    if (log) trace("Checking for date on value = " + value);
+
+    bool split = false;
+    std::optional<OleDate> date = DateTimeConverter::FromText(value);
+    if (date) {
+      if (log) trace(value + " is a date - checking UTC or local (" + std::string(key) + ")");
+      if (CarriesUniversalDate(key)) {
+        if (log) trace("UTC date determined");
+        split = EndsWithUtc(key);
+      } else {
+        // Files of older versions held local dates.
+        if (log) trace("Local date determined");
+        split = true;
+      }
+      value = FormatDate(*date);
+    }
+
+    if (dash == std::string_view::npos) {
+      if (!line.empty() && dropped++ == 0) firstDropped = lines.LineNumber();
+      continue;
+    }
+    if (log) trace("Adding " + std::string(key) + " to state collection.");
+    const std::string_view moniker = key.substr(0, dash);
+    store(key, moniker, Value(value));
+    if (log) trace(std::string("Split date = ") + (split ? "True" : "False"));
+    if (!split) continue;
+    if (EndsWithUtc(key)) {
+      const std::string_view base = key.substr(0, key.size() - kUtcSuffix.size());
+      if (log) trace("UTC date. Adding Local variant - " + std::string(base));
+      store(base, moniker, Value(converter.UtcToLocal(*date)));
+    } else {
+      const std::string utcKey = std::string(key) + std::string(kUtcSuffix);
+      if (log) trace("Local date. Adding UTC variant - " + utcKey);
+      store(utcKey, moniker, Value(converter.LocalToUtc(*date)));
+    }
+  }
+
+  if (log && dropped > 0) {
+    log->Log("Serializer(Load) - " + std::string(monitorId) + ": dropped " + std::to_string(dropped) +
+                 " line(s) of " + path + " without a configuration moniker (first at line " +
+                 std::to_string(firstDropped) + ")",
+             kCategory, logLevelError);
+  }
+  if (log && lines.EndedWithoutLineEnd()) {
+    log->Log("Serializer(Load) - " + std::string(monitorId) + ": the last line of " + path +
+                 " has no line end; the file may have been cut short",
+             kCategory, logLevelError);
+  }
+}
+
+const DispatchTable<XMLSerializer>& XMLSerializer::Dispatch() {
+  static const DispatchTable<XMLSerializer> table = [] {
+    DispatchTable<XMLSerializer> t;
+    t.Property("SerializeLocation", [](XMLSerializer& s) { return Value(s.SerializeLocation()); },
+               [](XMLSerializer& s, const Value& v) { s.SetSerializeLocation(v.ToText()); });
+    t.Property("CurrentConfigs", nullptr, [](XMLSerializer& s, const Value& v) { s.SetCurrentConfigs(v); });
+    return t;
+  }();
+  return table;
+}
+
+}  // namespace korad
