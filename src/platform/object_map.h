@@ -30,14 +30,17 @@
 // - Numbers are decimal; Singles and Doubles in the shortest text that reads back to the
 //   same number ("inf", "-inf", "nan" included). Booleans are "True" or "False".
 // - A date is its moment in UTC, "YYYY-MM-DDTHH:MM:SSZ", with ".mmm" before the "Z"
-//   when the milliseconds aren't 0. Dates round-trip to the millisecond.
+//   when the milliseconds aren't 0 ("YYYY-MM-DD HH:MM:SS[.fff]" reads as UTC too).
+//   Dates round-trip to the millisecond.
 // - Strings are bytes and round-trip exactly: "&", "<", ">" are escaped and a carriage
 //   return is written "&#13;" (a parser would turn a raw one into a line feed). Text that
 //   isn't valid UTF-8, or that holds a character XML 1.0 can't (controls other than tab,
 //   line feed and carriage return; U+FFFE, U+FFFF), is written base64 with
 //   encoding="base64".
-// - A nested map's items are child elements of its element. Blank text, comments and
-//   processing instructions between elements are ignored on reading; CDATA reads as text.
+// - A nested map's items are child elements of its element. Blank text, comments,
+//   processing instructions and attributes other than these are ignored on reading;
+//   CDATA reads as text. Of two items with one name (in any case), the later value
+//   stays, in the place of the first.
 //
 // Reading refuses a document type declaration (so no entity can be defined), never
 // touches the network, and takes at most kMaxXmlBytes of text and kMaxDepth levels of

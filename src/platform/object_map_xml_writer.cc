@@ -41,13 +41,20 @@ bool IsXmlText(std::string_view text) {
     size_t length = 0;
     uint32_t smallest = 0;
     if (lead < 0x80) {
-      cp = lead, length = 1;
+      length = 1;
+      cp = lead;
     } else if ((lead & 0xE0) == 0xC0) {
-      cp = lead & 0x1Fu, length = 2, smallest = 0x80;
+      length = 2;
+      cp = lead & 0x1Fu;
+      smallest = 0x80;
     } else if ((lead & 0xF0) == 0xE0) {
-      cp = lead & 0x0Fu, length = 3, smallest = 0x800;
+      length = 3;
+      cp = lead & 0x0Fu;
+      smallest = 0x800;
     } else if ((lead & 0xF8) == 0xF0) {
-      cp = lead & 0x07u, length = 4, smallest = 0x10000;
+      length = 4;
+      cp = lead & 0x07u;
+      smallest = 0x10000;
     } else {
       return false;
     }
@@ -140,11 +147,26 @@ class Writer {
       case ValueKind::Null:
         type = value.Kind() == ValueKind::Empty ? "Empty" : "Null";
         break;
-      case ValueKind::Integer: type = "Integer", content = std::to_string(value.ToInteger()); break;
-      case ValueKind::Long: type = "Long", content = std::to_string(value.ToLong()); break;
-      case ValueKind::Single: type = "Single", content = ShortestText(value.ToSingle()); break;
-      case ValueKind::Double: type = "Double", content = ShortestText(value.ToDouble()); break;
-      case ValueKind::Boolean: type = "Boolean", content = value.ToBoolean() ? "True" : "False"; break;
+      case ValueKind::Integer:
+        type = "Integer";
+        content = std::to_string(value.ToInteger());
+        break;
+      case ValueKind::Long:
+        type = "Long";
+        content = std::to_string(value.ToLong());
+        break;
+      case ValueKind::Single:
+        type = "Single";
+        content = ShortestText(value.ToSingle());
+        break;
+      case ValueKind::Double:
+        type = "Double";
+        content = ShortestText(value.ToDouble());
+        break;
+      case ValueKind::Boolean:
+        type = "Boolean";
+        content = value.ToBoolean() ? "True" : "False";
+        break;
       case ValueKind::Date: {
         type = "Date";
         const OleDate local = value.ToDate();

@@ -122,7 +122,7 @@ TEST(ObjectMap, EveryKindAndEveryByteRoundTripsThroughTheXml) {
             std::string::npos);
   EXPECT_NE(xml.find("<Item name=\"My Key\" type=\"String\">"), std::string::npos);
   EXPECT_NE(xml.find("<Item name=\"tab&#9;and&#13;&#10;line\" type=\"String\">"), std::string::npos);
-  EXPECT_NE(xml.find("<Item name=\"" + Base64Encode("\xFF\x01 raw") + "\" nameEncoding=\"base64\" type=\"String\">"),
+  EXPECT_NE(xml.find("<Item name=\"" + Base64Encode("\xFF\x01 raw") + "\" nameEncoding=\"base64\" type=\"String\" encoding=\"base64\">"),
             std::string::npos);
   EXPECT_NE(xml.find("<Item type=\"String\">named Item</Item>"), std::string::npos);
 
@@ -321,6 +321,40 @@ TEST(ObjectMap, RefusesHostileAndBrokenTextsWithAClearErrorAndKeepsItsContent) {
   }
   map.SetXml("<ObjectMap>" + open + "<leaf>x</leaf>" + close + "</ObjectMap>");
   EXPECT_EQ(map.Count(), 1);
+}
+
+TEST(ObjectMap, TruncatedAndMangledTextsAreRefusedNeverCrash) {
+  auto nested = std::make_shared<ObjectMap>();
+  nested->Add("Disk", Value("C:"));
+  ObjectMap source;
+  source.Add("RequestType", Value("Remove"));
+  source.Add("Raw", Value("\xFF bytes"));
+  source.Add("My Key", Value(int32_t{7}));
+  source.Add("KeyData", Map(nested));
+  const std::string xml = source.Xml();
+
+  for (size_t length = 0; length < xml.size(); ++length) {
+    ObjectMap map;
+    const Error error = ErrorOf([&] { map.SetXml(xml.substr(0, length)); });
+    EXPECT_EQ(error.Description().rfind("ObjectMap.XML(Let): ", 0), 0u) << length;
+  }
+
+  // Each mangled text either reads or is refused with the map's error; nothing else.
+  uint32_t seed = 12345;
+  auto next = [&] { return seed = seed * 1103515245u + 12345u; };
+  int refused = 0;
+  for (int round = 0; round < 2000; ++round) {
+    std::string mangled = xml;
+    for (int flips = 1 + next() % 3; flips > 0; --flips) mangled[next() % mangled.size()] = static_cast<char>(next() >> 16);
+    ObjectMap map;
+    try {
+      map.SetXml(mangled);
+    } catch (const Error& e) {
+      ++refused;
+      EXPECT_EQ(e.Description().rfind("ObjectMap.XML(Let): ", 0), 0u) << e.Description();
+    }
+  }
+  EXPECT_GT(refused, 1000);
 }
 
 // A value without a text form: an object of another class.
