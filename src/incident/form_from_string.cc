@@ -46,17 +46,8 @@ void ReadTextForm(std::string_view incidentString, IncidentForm& form) {
 
 void ReadMapForm(std::string_view incidentString, IncidentFormRef& form) {
   ObjectMap map;
-  std::string xml;
-  xml.reserve(incidentString.size());
   // Line ends carry no meaning in this form.
-  for (size_t pos = 0; pos < incidentString.size();) {
-    if (incidentString.compare(pos, 2, "\r\n") == 0) {
-      pos += 2;
-    } else {
-      xml.push_back(incidentString[pos++]);
-    }
-  }
-  map.SetXml(xml);
+  map.SetXml(ReplaceText(incidentString, "\r\n", ""));
   form = IncidentForm::Create();
   for (int32_t i = 0; i < map.Count(); ++i) {
     form->GetAttributes()->Add(FormName(map.Key(i)), Value(TrimBlanks(map.Item(i).ToText())));

@@ -16,16 +16,6 @@ namespace {
 constexpr std::string_view kMergeCategory = "MergeForms";
 constexpr int32_t kMerged = IncidentForms::kMergedStatus;
 
-std::string ReplaceAll(std::string_view text, std::string_view from, std::string_view to) {
-  std::string out;
-  size_t pos = 0;
-  for (size_t hit; (hit = text.find(from, pos)) != std::string_view::npos; pos = hit + from.size()) {
-    out.append(text.substr(pos, hit - pos)).append(to);
-  }
-  out.append(text.substr(pos));
-  return out;
-}
-
 // The host's checked 32-bit addition.
 int32_t CheckedAdd(int32_t a, int32_t b) {
   int32_t sum = 0;
@@ -66,7 +56,7 @@ MergeRow ClassifyMerge(const IncidentForm& form1, const IncidentForm& form2) {
 }
 
 std::string KeyAttributeString(std::string_view keyAttributes) {
-  std::string keys = "|" + ReplaceAll(UpperAscii(keyAttributes), ",", "||") + "|";
+  std::string keys = "|" + ReplaceText(UpperAscii(keyAttributes), ",", "||") + "|";
   return keys == "||" ? std::string() : keys;
 }
 
@@ -134,10 +124,10 @@ bool IncidentForms::CompareForms(const IncidentFormRef& sourceForm, const Incide
       }
       if (NormalizeKey(token).empty()) continue;
       if (kb.find(token) == std::string::npos) return;
-      const std::string name = ReplaceAll(token, "|", "");
+      const std::string name = ReplaceText(token, "|", "");
       if (!a.Exists(name) || !b.Exists(name)) return;
       if (UpperAscii(ValueText(a.Item(Value(name)))) != UpperAscii(ValueText(b.Item(Value(name))))) return;
-      kb = ReplaceAll(kb, token, "");
+      kb = ReplaceText(kb, token, "");
     }
     // Both forms must name the same keys.
     result = kb.empty();

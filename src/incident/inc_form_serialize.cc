@@ -179,6 +179,10 @@ void IncFormSerialize::LoadBody(std::shared_ptr<IncidentForms>& forms, std::stri
   };
 
   LineReader lines(content);
+  // Said first, since a block cut short may stop the load.
+  if (lines.EndedWithoutLineEnd()) {
+    reportDamage("the last line of " + path + " has no line end; the file may have been cut short");
+  }
   std::string_view line;
   std::string value;
   while (lines.Next(line)) {
@@ -224,10 +228,6 @@ void IncFormSerialize::LoadBody(std::shared_ptr<IncidentForms>& forms, std::stri
       }
     }
     holding->RemoveAll();
-  }
-
-  if (lines.EndedWithoutLineEnd()) {
-    reportDamage("the last line of " + path + " has no line end; the file may have been cut short");
   }
 }
 

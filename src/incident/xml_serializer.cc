@@ -239,12 +239,29 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   auto trace = [&](const std::string& line) { log->Log(line, monitorId, logLevelDebug); };
   ScriptingDictionary& dictionary = state->Dictionary();
   ScriptingDictionary& owners = state->AllConfigMonikers();
+  // Adds or replaces the item and records its owner unless one is recorded. A key new to
+  // the dictionary is new to the records too, unless someone changed the dictionary
+  // behind their back: only then is the record's lookup paid twice.
   auto store = [&](std::string_view rawKey, std::string_view moniker, Value value) {
-    if (!owners.Exists(rawKey)) owners.Add(rawKey, Value(moniker));
+    const std::size_t before = dictionary.Count();
     dictionary.SetItem(rawKey, std::move(value));
+    if (dictionary.Count() != before) {
+      try {
+        owners.Add(rawKey, Value(moniker));
+      } catch (const Error&) {
+        // recorded already: the first record stands
+      }
+    } else if (!owners.Exists(rawKey)) {
+      owners.Add(rawKey, Value(moniker));
+    }
   };
 
   LineReader lines(content);
+  if (log && lines.EndedWithoutLineEnd()) {
+    log->Log("Serializer(Load) - " + std::string(monitorId) + ": the last line of " + path +
+                 " has no line end; the file may have been cut short",
+             kCategory, logLevelError);
+  }
   std::string_view line;
   std::size_t dropped = 0, firstDropped = 0;
   std::string value;
@@ -296,11 +313,6 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
     log->Log("Serializer(Load) - " + std::string(monitorId) + ": dropped " + std::to_string(dropped) +
                  " line(s) of " + path + " without a configuration moniker (first at line " +
                  std::to_string(firstDropped) + ")",
-             kCategory, logLevelError);
-  }
-  if (log && lines.EndedWithoutLineEnd()) {
-    log->Log("Serializer(Load) - " + std::string(monitorId) + ": the last line of " + path +
-                 " has no line end; the file may have been cut short",
              kCategory, logLevelError);
   }
 }

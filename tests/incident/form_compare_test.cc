@@ -76,27 +76,28 @@ class FormCRC : public FormsFixture {
 };
 
 TEST_F(FormCRC, TheSumOfAttributesAndPriorityIgnoringOrderTimesAndIdentity) {
-  IncidentFormRef a = Report("srv1", "Full", AlertOn, {Value("Drive:=C"), Value("Used:=90")});
-  IncidentFormRef b = Report("SRV-other", "Else", AlertOff, {Value("USED:=90"), Value("drive:=c")});
+  IncidentFormRef a = Report("srv1", "Full", AlertOn, {Value("Drive:=D"), Value("Used:=10")});
+  IncidentFormRef b = Report("SRV-other", "Else", AlertOff, {Value("USED:=10"), Value("drive:=d")});
+  // Chosen so that the sum stays within 32 bits (see the overflow case below).
   const int32_t crc = CrcOf(a);
   EXPECT_EQ(crc, CrcOf(b)) << "order, case, resource, condition, status and time don't count";
   EXPECT_NE(crc, 0);
   EXPECT_EQ(static_cast<int64_t>(crc),
-            static_cast<int64_t>(Crc32Signed("drivec")) + Crc32Signed("used90") + Crc32Signed("priority0"));
+            static_cast<int64_t>(Crc32Signed("drived")) + Crc32Signed("used10") + Crc32Signed("priority0"));
   a->SetPriority(-1);
   EXPECT_NE(CrcOf(a), crc);
   EXPECT_EQ(static_cast<int64_t>(a->PropertiesCRC()),
-            static_cast<int64_t>(Crc32Signed("drivec")) + Crc32Signed("used90") + Crc32Signed("priority-1"));
+            static_cast<int64_t>(Crc32Signed("drived")) + Crc32Signed("used10") + Crc32Signed("priority-1"));
   EXPECT_EQ(Texts("CalculateFormCRC").back(), "CalculateFormCRC (srv1:Full) CRC set to " + std::to_string(a->PropertiesCRC()));
-  EXPECT_EQ(log->Matching("CalculateFormCRC (srv1:Full) Partial CRC for drivec = " + std::to_string(Crc32Signed("drivec")))
+  EXPECT_EQ(log->Matching("CalculateFormCRC (srv1:Full) Partial CRC for drived = " + std::to_string(Crc32Signed("drived")))
                 .size(),
             2u);
 }
 
 TEST_F(FormCRC, AcknowledgementsCountOnlyWhenAckIsTrue) {
-  IncidentFormRef plain = Report("srv1", "Full", AlertOn, {Value("Drive:=C")});
+  IncidentFormRef plain = Report("srv1", "Full", AlertOn, {Value("Drive:=D")});
   IncidentFormRef acked = Report("srv1", "Full", AlertOn,
-                                 {Value("Drive:=C"), Value("AckUser:=bob"), Value("AckTimeUniversal:=2024-01-15T12:00:00Z")});
+                                 {Value("Drive:=D"), Value("AckUser:=bob"), Value("AckTimeUniversal:=2024-01-15T12:00:00Z")});
   EXPECT_EQ(CrcOf(plain), CrcOf(acked)) << "without Ack the companions don't count";
   acked->GetAttributes()->Add("Ack", Value("false"));
   EXPECT_EQ(CrcOf(plain), CrcOf(acked));

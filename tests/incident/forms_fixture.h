@@ -28,6 +28,11 @@ inline std::string RaisedDescription(const std::function<void()>& call, int32_t 
   return {};
 }
 
+// Times that passed through local time may differ in the last bit.
+inline void ExpectSameTime(OleDate actual, OleDate expected) {
+  EXPECT_NEAR(actual.SecondsUntil(expected), 0.0, 0.001) << FormatDate(actual) << " vs " << FormatDate(expected);
+}
+
 class FormsFixture : public ::testing::Test {
  protected:
   FormsFixture() : clock(std::make_shared<FakeClock>(FakeClock::DefaultStart(), 120)) {

@@ -128,6 +128,7 @@ TEST_F(IncFormSerializeTest, ACollectionThatShowsFormsIsReplacedAndAnEmptyOneIsK
   std::shared_ptr<IncidentForms> empty = m_forms;
   m_serializer->Load(empty, "Nothing");
   EXPECT_EQ(empty, m_forms);  // a missing file, an empty collection: left as it was
+  empty.reset();
 
   AddForms();
   m_serializer->Save(m_forms, "Mon");

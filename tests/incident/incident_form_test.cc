@@ -9,6 +9,7 @@
 namespace korad {
 namespace {
 
+using testing::ExpectSameTime;
 using testing::FakeClock;
 using testing::RaisedDescription;
 using testing::RecordingLogManager;
@@ -26,7 +27,7 @@ TEST(IncidentFormEdges, ANewFormHasItsDefaultsAndTheClockOfItsCreation) {
   EXPECT_FALSE(form->ProcessedByMM());
   EXPECT_EQ(form->OccurrenceTimeUTC(), FakeClock::DefaultStart());
   EXPECT_EQ(form->PotentialMergedOccurrenceTimeUTC(), FakeClock::DefaultStart());
-  EXPECT_EQ(form->OccurrenceTime(), FakeClock::DefaultStart().AddSeconds(3600)) << "seen in local time";
+  ExpectSameTime(form->OccurrenceTime(), FakeClock::DefaultStart().AddSeconds(3600));  // seen in local time
   form->Finalize();
 }
 
@@ -92,7 +93,7 @@ TEST(IncidentFormEdges, OccurrenceTimeZeroPriorityUnchangedAndRetryCountAreNoOps
       << "each use is noted, even an ignored one";
   const OleDate localNoon = *OleDate::FromCivil(2024, 3, 1, 12);
   form->SetOccurrenceTime(localNoon);
-  EXPECT_EQ(form->OccurrenceTimeUTC(), localNoon.AddSeconds(5 * 3600));
+  ExpectSameTime(form->OccurrenceTimeUTC(), localNoon.AddSeconds(5 * 3600));
 
   form->SetPriority(0);
   EXPECT_FALSE(form->UpdateOccurred()) << "the same priority is no update";
