@@ -85,7 +85,8 @@ std::string Attributes::TranslateAlertStatus(std::string_view key, std::string_v
 void Attributes::SetParentStandardAttributes(std::vector<std::string> upperCaseNames) {
   Guard("Attributes.ParentStandardAttributes: ", [&] {
     if (m_standardNamesSet) return;
-    m_standardNames = std::move(upperCaseNames);
+    m_standardNames.clear();
+    for (const std::string& name : upperCaseNames) m_standardNames.push_back(LookupKey(name));
     m_standardNamesSet = true;
   });
 }
@@ -96,7 +97,7 @@ bool Attributes::InStandardAttributes(std::string_view key) const {
     if (!m_standardNamesSet) return;
     const std::string wanted = LookupKey(key);
     for (const std::string& name : m_standardNames) {
-      if (LookupKey(name) == wanted) {
+      if (name == wanted) {
         result = true;
         return;
       }
@@ -106,11 +107,10 @@ bool Attributes::InStandardAttributes(std::string_view key) const {
 }
 
 AttributeRef Attributes::FindCustom(std::string_view key) const {
-  const std::string wanted = LookupKey(key);
-  for (const AttributeRef& a : m_custom) {
-    if (LookupKey(a->Key()) == wanted) return a;
-  }
-  return nullptr;
+  // Stored keys have no blanks and the index ignores case, so the index answers the
+  // lookup rule directly.
+  const AttributeRef* found = m_custom.Find(StripSpaces(key));
+  return found ? *found : nullptr;
 }
 
 Value Attributes::ParentProperty(std::string_view key) const { return m_parent->GetProperty(StripSpaces(key)); }

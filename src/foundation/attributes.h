@@ -94,7 +94,7 @@ class Attributes final : public Dispatchable<Attributes>, public ErrorReporter {
   bool TestValue(std::string_view key, Test&& test);
 
   Collection<AttributeRef> m_custom;
-  std::vector<std::string> m_standardNames;
+  std::vector<std::string> m_standardNames;  // held as lookup keys
   bool m_standardNamesSet = false;
   ObjectRef m_parent;
   bool m_updateOccurred = false;
