@@ -1,0 +1,10 @@
+#include "platform/platform_classes.h"
+
+#include "foundation/contracts/class_registry.h"
+#include "platform/object_map.h"
+
+namespace korad {
+
+void RegisterPlatformClasses(ClassRegistry& registry) { registry.RegisterClass<ObjectMap>(ObjectMap::kClassId); }
+
+}  // namespace korad
