@@ -79,4 +79,34 @@ std::optional<std::string> Base64Decode(std::string_view text) {
   return out;
 }
 
+std::string Base64UrlEncode(std::string_view bytes) {
+  std::string out = Base64Encode(bytes);
+  while (!out.empty() && out.back() == '=') out.pop_back();
+  for (char& c : out) {
+    if (c == '+') c = '-';
+    if (c == '/') c = '_';
+  }
+  return out;
+}
+
+std::optional<std::string> Base64UrlDecode(std::string_view text) {
+  std::string standard;
+  standard.reserve(text.size() + 2);
+  for (char c : text) {
+    if (c == '-') {
+      standard += '+';
+    } else if (c == '_') {
+      standard += '/';
+    } else if (c == '+' || c == '/' || DigitValue(c) < 0) {
+      return std::nullopt;
+    } else {
+      standard += c;
+    }
+  }
+  while (standard.size() % 4 != 0) standard += '=';
+  std::optional<std::string> bytes = Base64Decode(standard);
+  if (!bytes || Base64UrlEncode(*bytes) != text) return std::nullopt;
+  return bytes;
+}
+
 }  // namespace korad

@@ -15,4 +15,11 @@ std::string Base64Encode(std::string_view bytes);
 // isn't at the end, or for a length that no encoding has.
 std::optional<std::string> Base64Decode(std::string_view text);
 
+// The URL-safe alphabet ("-" and "_") without padding, for tokens that sit inside ini
+// values and file names.
+std::string Base64UrlEncode(std::string_view bytes);
+// Accepts only the one canonical spelling Base64UrlEncode gives (no blanks, no padding,
+// unused bits zero), so a token has exactly one text form.
+std::optional<std::string> Base64UrlDecode(std::string_view text);
+
 }  // namespace korad

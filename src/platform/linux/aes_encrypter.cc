@@ -22,6 +22,7 @@
 
 #include "foundation/contracts/error.h"
 #include "platform/encrypter.h"
+#include "platform/base64.h"
 #include "platform/linux/agent_key_file.h"
 
 namespace korad {
@@ -31,56 +32,6 @@ constexpr size_t kNonceSize = 12;
 constexpr size_t kTagSize = 16;
 constexpr size_t kKeyIdSize = 8;
 constexpr std::string_view kMarker = "{KE";
-constexpr char kBase64Url[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
-
-std::string Base64UrlEncode(std::string_view bytes) {
-  std::string out;
-  out.reserve((bytes.size() * 4 + 2) / 3);
-  uint32_t bits = 0;
-  int count = 0;
-  for (char c : bytes) {
-    bits = (bits << 8) | static_cast<unsigned char>(c);
-    count += 8;
-    while (count >= 6) {
-      count -= 6;
-      out.push_back(kBase64Url[(bits >> count) & 0x3F]);
-    }
-  }
-  if (count > 0) out.push_back(kBase64Url[(bits << (6 - count)) & 0x3F]);
-  return out;
-}
-
-int Base64UrlValue(char c) {
-  if (c >= 'A' && c <= 'Z') return c - 'A';
-  if (c >= 'a' && c <= 'z') return c - 'a' + 26;
-  if (c >= '0' && c <= '9') return c - '0' + 52;
-  if (c == '-') return 62;
-  if (c == '_') return 63;
-  return -1;
-}
-
-// Only the canonical encoding is accepted (no stray characters, unused bits zero), so
-// every cipher text has exactly one spelling.
-std::optional<std::string> Base64UrlDecode(std::string_view text) {
-  if (text.size() % 4 == 1) return std::nullopt;
-  std::string out;
-  out.reserve(text.size() * 3 / 4);
-  uint32_t bits = 0;
-  int count = 0;
-  for (char c : text) {
-    const int v = Base64UrlValue(c);
-    if (v < 0) return std::nullopt;
-    bits = (bits << 6) | static_cast<uint32_t>(v);
-    count += 6;
-    if (count >= 8) {
-      count -= 8;
-      out.push_back(static_cast<char>((bits >> count) & 0xFF));
-    }
-  }
-  if ((bits & ((1u << count) - 1)) != 0) return std::nullopt;
-  return out;
-}
-
 bool IsLowerHex(std::string_view text) {
   return text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
