@@ -238,7 +238,9 @@ TEST_F(IncFormSerializeTest, ACutOrGarbledFileLoadsWhatItCanAndNeverThrows) {
     ASSERT_NO_THROW(loaded = LoadInto(std::make_shared<IncidentForms>()));
     // A block cut before its ConfigMoniker line ends the load, with a log line.
     EXPECT_EQ(loaded->AllForms().size(), cut.forms);
-    if (cut.forms > 0) EXPECT_EQ(loaded->AllForms()[0]->PropertiesCRC(), -123456789);
+    if (cut.forms > 0) {
+      EXPECT_EQ(loaded->AllForms()[0]->PropertiesCRC(), -123456789);
+    }
     const bool atLineEnd = whole.compare(cut.at - 2, 2, "\r\n") == 0;
     EXPECT_EQ(!m_log->Matching("may have been cut short", "DevSvcErr").empty(), !atLineEnd);
   }
