@@ -1,10 +1,14 @@
 #include "platform/platform_classes.h"
 
 #include "foundation/contracts/class_registry.h"
+#include "platform/connector_directory.h"
 #include "platform/object_map.h"
 
 namespace korad {
 
-void RegisterPlatformClasses(ClassRegistry& registry) { registry.RegisterClass<ObjectMap>(ObjectMap::kClassId); }
+void RegisterPlatformClasses(ClassRegistry& registry) {
+  registry.RegisterClass<ObjectMap>(ObjectMap::kClassId);
+  RegisterConnectorClasses(registry);
+}
 
 }  // namespace korad

@@ -5,7 +5,8 @@ namespace korad {
 
 class ClassRegistry;
 
-// Registers "mvKernel.ObjectMap".
+// Registers "mvKernel.ObjectMap", the connector message, the directory connector and
+// the connector look-up ("mvSystem.Configurations").
 void RegisterPlatformClasses(ClassRegistry& registry);
 
 }  // namespace korad
