@@ -1,6 +1,7 @@
 #include "incident/xml_serializer.h"
 
 #include <cstring>
+#include <initializer_list>
 #include <unordered_map>
 
 #include "foundation/contracts/error.h"
@@ -172,6 +173,7 @@ void XMLSerializer::SaveBody(IncidentState& state, std::string_view monitorId) {
   }
 
   StringBuilder text(EstimateSize(dictionary));
+  DateTimeConverter::TextBuffer dateText;
   std::vector<std::string> foreign;  // keys of configurations no longer in force
   dictionary.ForEach([&](const std::string& key, const Value& value) {
     const std::size_t dash = key.find('-');
@@ -182,7 +184,7 @@ void XMLSerializer::SaveBody(IncidentState& state, std::string_view monitorId) {
     if (IsDate(value)) {
       // A local twin isn't written: its UTC twin carries the date.
       if (!CarriesUniversalDate(key)) return;
-      text.Append(key).Append("=").Append(DateTimeConverter::ToUniversalText(value.ToDate()));
+      text.Append(key).Append("=").Append(DateTimeConverter::ToUniversalText(value.ToDate(), dateText));
     } else {
       text.Append(key).Append("=");
       if (const std::string* plain = value.AsString()) {
@@ -235,17 +237,20 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   }
 
   ILogManager* log = state->GetLogManager().get();
-  // Trace lines are built only when someone can receive them.
-  auto trace = [&](const std::string& line) { log->Log(line, monitorId, logLevelDebug); };
+  // Trace lines are built only when someone can receive them, in one reused buffer.
+  std::string traceLine;
+  auto trace = [&](std::initializer_list<std::string_view> parts) {
+    traceLine.clear();
+    for (std::string_view part : parts) traceLine += part;
+    log->Log(traceLine, monitorId, logLevelDebug);
+  };
   ScriptingDictionary& dictionary = state->Dictionary();
   ScriptingDictionary& owners = state->AllConfigMonikers();
   // Adds or replaces the item and records its owner unless one is recorded. A key new to
   // the dictionary is new to the records too, unless someone changed the dictionary
   // behind their back: only then is the record's lookup paid twice.
   auto store = [&](std::string_view rawKey, std::string_view moniker, Value value) {
-    const std::size_t before = dictionary.Count();
-    dictionary.SetItem(rawKey, std::move(value));
-    if (dictionary.Count() != before) {
+    if (dictionary.SetItem(rawKey, std::move(value))) {
       try {
         owners.Add(rawKey, Value(moniker));
       } catch (const Error&) {
@@ -264,47 +269,56 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   }
   std::string_view line;
   std::size_t dropped = 0, firstDropped = 0;
-  std::string value;
+  std::string unescaped;  // only values that held a line end are copied before storing
   while (lines.Next(line)) {
     if (line == kHeaderLine) continue;
     const std::size_t equals = line.find('=');
     const std::string_view key = line.substr(0, equals);
-    value.clear();
-    if (equals != std::string_view::npos) AppendUnescapingLineEnds(value, line.substr(equals + 1));
+    std::string_view value;
+    if (equals != std::string_view::npos) {
+      value = line.substr(equals + 1);
+      if (value.find(kEscapedLineEnd) != std::string_view::npos) {
+        unescaped.clear();
+        AppendUnescapingLineEnds(unescaped, value);
+        value = unescaped;
+      }
+    }
     const std::size_t dash = key.find('-');
-    if (log) trace("Checking for date on value = " + value);
+    if (log) trace({"Checking for date on value = ", value});
 
     bool split = false;
     std::optional<OleDate> date = DateTimeConverter::FromText(value);
+    std::string dateText;
     if (date) {
-      if (log) trace(value + " is a date - checking UTC or local (" + std::string(key) + ")");
+      if (log) trace({value, " is a date - checking UTC or local (", key, ")"});
       if (CarriesUniversalDate(key)) {
-        if (log) trace("UTC date determined");
+        if (log) trace({"UTC date determined"});
         split = EndsWithUtc(key);
       } else {
         // Files of older versions held local dates.
-        if (log) trace("Local date determined");
+        if (log) trace({"Local date determined"});
         split = true;
       }
-      value = FormatDate(*date);
+      dateText = FormatDate(*date);
+      value = dateText;
     }
 
     if (dash == std::string_view::npos) {
       if (!line.empty() && dropped++ == 0) firstDropped = lines.LineNumber();
       continue;
     }
-    if (log) trace("Adding " + std::string(key) + " to state collection.");
+    if (log) trace({"Adding ", key, " to state collection."});
     const std::string_view moniker = key.substr(0, dash);
-    store(key, moniker, Value(value));
-    if (log) trace(std::string("Split date = ") + (split ? "True" : "False"));
+    store(key, moniker, date ? Value(std::move(dateText)) : Value(value));
+    if (log) trace({"Split date = ", split ? "True" : "False"});
     if (!split) continue;
     if (EndsWithUtc(key)) {
       const std::string_view base = key.substr(0, key.size() - kUtcSuffix.size());
-      if (log) trace("UTC date. Adding Local variant - " + std::string(base));
+      if (log) trace({"UTC date. Adding Local variant - ", base});
       store(base, moniker, Value(converter.UtcToLocal(*date)));
     } else {
       const std::string utcKey = std::string(key) + std::string(kUtcSuffix);
-      if (log) trace("Local date. Adding UTC variant - " + utcKey);
+      if (log) trace({"Local date. Adding UTC variant - ", utcKey});
       store(utcKey, moniker, Value(converter.LocalToUtc(*date)));
     }
   }

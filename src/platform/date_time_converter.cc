@@ -1,8 +1,10 @@
 #include "platform/date_time_converter.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 
+#include "foundation/contracts/text.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 
@@ -20,18 +22,42 @@ CivilTime WholeSecondParts(OleDate date) {
     rest += kMsPerSecond;
     --seconds;
   }
-  const CivilTime down = OleDate::FromUnixMillis(seconds * kMsPerSecond).ToCivil();
-  if (rest < kMsPerSecond / 2) return down;
-  const CivilTime up = OleDate::FromUnixMillis((seconds + 1) * kMsPerSecond).ToCivil();
-  return up.year > 9999 ? down : up;  // the last second of the range doesn't round out of it
+  const bool roundUp = rest >= kMsPerSecond / 2;
+  const CivilTime parts = OleDate::FromUnixMillis((seconds + (roundUp ? 1 : 0)) * kMsPerSecond).ToCivil();
+  if (roundUp && parts.year > 9999) {
+    // The last second of the range doesn't round out of it.
+    return OleDate::FromUnixMillis(seconds * kMsPerSecond).ToCivil();
+  }
+  return parts;
 }
 
-std::string Format(OleDate date, char separator, const char* suffix) {
+
+// Written by hand: this runs for every date of a state file, where snprintf's parsing
+// of its format was most of a save's time.
+std::string_view Format(OleDate date, char separator, std::string_view suffix,
+                        DateTimeConverter::TextBuffer& buffer) {
   const CivilTime c = WholeSecondParts(date);
-  char text[40];
-  const int n = std::snprintf(text, sizeof text, "%04d-%02d-%02d%c%02d:%02d:%02d%s", c.year, c.month, c.day,
-                              separator, c.hour, c.minute, c.second, suffix);
-  return std::string(text, static_cast<size_t>(n));
+  char* const start = buffer.data();
+  if (c.year < 0 || c.year > 9999) {
+    // Only a date outside the valid range gets here; its year shows as it is.
+    const int n = std::snprintf(start, buffer.size(), "%04d-%02d-%02d%c%02d:%02d:%02d%.*s", c.year, c.month,
+                                c.day, separator, c.hour, c.minute, c.second, static_cast<int>(suffix.size()),
+                                suffix.data());
+    return std::string_view(start, std::min(static_cast<std::size_t>(n), buffer.size() - 1));
+  }
+  char* out = WriteFixedDigits(start, c.year, 4);
+  *out++ = '-';
+  out = WriteFixedDigits(out, c.month, 2);
+  *out++ = '-';
+  out = WriteFixedDigits(out, c.day, 2);
+  *out++ = separator;
+  out = WriteFixedDigits(out, c.hour, 2);
+  *out++ = ':';
+  out = WriteFixedDigits(out, c.minute, 2);
+  *out++ = ':';
+  out = WriteFixedDigits(out, c.second, 2);
+  out = std::copy(suffix.begin(), suffix.end(), out);
+  return std::string_view(start, static_cast<std::size_t>(out - start));
 }
 
 // Reads exactly `width` decimal digits at `pos`.
@@ -70,9 +96,19 @@ DateTimeConverter::DateTimeConverter() : m_clock(Platform::Current().GetClock())
 
 DateTimeConverter::DateTimeConverter(Clock& clock) : m_clock(clock) {}
 
-std::string DateTimeConverter::ToUniversalText(OleDate utc) { return Format(utc, 'T', "Z"); }
+std::string DateTimeConverter::ToUniversalText(OleDate utc) {
+  TextBuffer buffer;
+  return std::string(ToUniversalText(utc, buffer));
+}
 
-std::string DateTimeConverter::ToPlainText(OleDate date) { return Format(date, ' ', ""); }
+std::string_view DateTimeConverter::ToUniversalText(OleDate utc, TextBuffer& buffer) {
+  return Format(utc, 'T', "Z", buffer);
+}
+
+std::string DateTimeConverter::ToPlainText(OleDate date) {
+  TextBuffer buffer;
+  return std::string(Format(date, ' ', "", buffer));
+}
 
 // "YYYY-MM-DDTHH:MM:SS[.f...]Z" or "YYYY-MM-DD HH:MM:SS[.f...]", nothing around them.
 std::optional<OleDate> DateTimeConverter::FromText(std::string_view text) {

@@ -2,6 +2,7 @@
 // local/UTC conversion. Texts are invariant, not locale-dependent.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,8 +19,14 @@ class DateTimeConverter {
   DateTimeConverter();
   explicit DateTimeConverter(Clock& clock);
 
+  // Room for any date text this class writes.
+  using TextBuffer = std::array<char, 40>;
+
   // "YYYY-MM-DDTHH:MM:SSZ" of a UTC date.
   static std::string ToUniversalText(OleDate utc);
+  // The same text written into `buffer`, for writers of many dates; the view is valid
+  // while the buffer is.
+  static std::string_view ToUniversalText(OleDate utc, TextBuffer& buffer);
   // "YYYY-MM-DD HH:MM:SS" of a date as it stands.
   static std::string ToPlainText(OleDate date);
   // Reads either form back, also with fractions of a second ("...:SS.fffZ");

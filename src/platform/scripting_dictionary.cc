@@ -1,117 +1,232 @@
 #include "platform/scripting_dictionary.h"
 
-#include <functional>
+#include <bit>
+#include <cstring>
+#include <utility>
 
 #include "foundation/contracts/error.h"
 #include "foundation/contracts/text.h"
 
 namespace korad {
+namespace {
 
-std::size_t ScriptingDictionary::KeyHash::operator()(std::string_view key) const noexcept {
-  return mode == CompareMode::Text ? NoCaseHash{}(key) : std::hash<std::string_view>{}(key);
+constexpr uint64_t kSeed = 0x9e3779b97f4a7c15ull;
+constexpr uint64_t kMultiplier = 0xa0761d6478bd642full;
+constexpr uint64_t kLowBits = 0x7f7f7f7f7f7f7f7full;
+constexpr uint64_t kHighBits = 0x8080808080808080ull;
+constexpr uint64_t kBytes = 0x0101010101010101ull;
+constexpr std::size_t kSmallestIndex = 16;
+// Removed entries wait for a compaction until they are this many and outnumber the
+// live ones, so its cost is paid for by the removals since the last one.
+constexpr std::size_t kDeadBeforeCompaction = 64;
+
+// The high and low halves of the 128-bit product, folded: a cheap mix whose every
+// output bit depends on every input bit.
+uint64_t Mix(uint64_t a, uint64_t b) noexcept {
+  const unsigned __int128 product = static_cast<unsigned __int128>(a) * b;
+  return static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
 }
 
-bool ScriptingDictionary::KeyEqual::operator()(std::string_view a, std::string_view b) const noexcept {
-  return mode == CompareMode::Text ? EqualsNoCase(a, b) : a == b;
+// Upper-cases the ASCII letters of eight bytes at once, as EqualsNoCase compares them;
+// bytes from 0x80 up stay as they are.
+uint64_t UpperCaseBytes(uint64_t word) noexcept {
+  const uint64_t low = word & kLowBits;
+  const uint64_t fromA = low + (0x80 - 'a') * kBytes;      // high bit set from 'a' up
+  const uint64_t pastZ = low + (0x80 - 'z' - 1) * kBytes;  // high bit set past 'z'
+  const uint64_t lower = fromA & ~pastZ & ~word & kHighBits;
+  return word & ~(lower >> 2);  // 0x80 >> 2 is the case bit 0x20
 }
 
-ScriptingDictionary::ScriptingDictionary()
-    : m_index(0, KeyHash{CompareMode::Binary}, KeyEqual{CompareMode::Binary}) {}
+}  // namespace
+
+ScriptingDictionary::~ScriptingDictionary() = default;
+
+ScriptingDictionary::Entry& ScriptingDictionary::At(std::size_t position) const noexcept {
+  const std::size_t biased = position + kFirstChunk;
+  const std::size_t chunk = static_cast<std::size_t>(std::bit_width(biased)) - 1 - kFirstChunkBits;
+  return m_chunks[chunk][biased - (kFirstChunk << chunk)];
+}
+
+std::size_t ScriptingDictionary::Capacity() const noexcept {
+  return kFirstChunk * ((std::size_t{1} << m_chunks.size()) - 1);
+}
+
+uint32_t ScriptingDictionary::Hash(std::string_view key) const noexcept {
+  const bool fold = m_mode == CompareMode::Text;
+  uint64_t hash = kSeed ^ key.size();
+  std::size_t at = 0;
+  for (; at + sizeof(uint64_t) <= key.size(); at += sizeof(uint64_t)) {
+    uint64_t word;
+    std::memcpy(&word, key.data() + at, sizeof word);
+    hash = Mix(hash ^ (fold ? UpperCaseBytes(word) : word), kMultiplier);
+  }
+  if (at < key.size()) {
+    uint64_t word = 0;
+    std::memcpy(&word, key.data() + at, key.size() - at);
+    hash = Mix(hash ^ (fold ? UpperCaseBytes(word) : word), kMultiplier);
+  }
+  return static_cast<uint32_t>(hash ^ (hash >> 32));
+}
+
+bool ScriptingDictionary::Equal(std::string_view a, std::string_view b) const noexcept {
+  return m_mode == CompareMode::Text ? EqualsNoCase(a, b) : a == b;
+}
+
+std::size_t ScriptingDictionary::Probe(std::string_view key, uint32_t hash) const noexcept {
+  const std::size_t mask = m_index.size() - 1;
+  for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
+    const Slot& at = m_index[slot];
+    if (at.entry == 0 || (at.hash == hash && Equal(At(at.entry - 1).key, key))) return slot;
+  }
+}
+
+ScriptingDictionary::Entry* ScriptingDictionary::Locate(std::string_view key) const {
+  if (m_index.empty()) return nullptr;
+  const Slot& slot = m_index[Probe(key, Hash(key))];
+  return slot.entry == 0 ? nullptr : &At(slot.entry - 1);
+}
+
+void ScriptingDictionary::MakeRoom(std::size_t extra) {
+  const std::size_t needed = Count() + extra;
+  if (needed * 2 > m_index.size()) {
+    std::size_t slots = m_index.empty() ? kSmallestIndex : m_index.size();
+    while (needed * 2 > slots) slots *= 2;
+    Rebuild(slots);
+  }
+  while (Capacity() < m_used + extra) {
+    m_chunks.push_back(std::make_unique<Entry[]>(kFirstChunk << m_chunks.size()));
+  }
+}
+
+void ScriptingDictionary::Rebuild(std::size_t slots) {
+  std::vector<Slot> index(slots);
+  const std::size_t mask = slots - 1;
+  for (std::size_t position = 0; position < m_used; ++position) {
+    const Entry& entry = At(position);
+    if (!entry.live) continue;
+    std::size_t slot = entry.hash & mask;
+    while (index[slot].entry != 0) slot = (slot + 1) & mask;
+    index[slot] = Slot{static_cast<uint32_t>(position + 1), entry.hash};
+  }
+  m_index = std::move(index);
+}
+
+ScriptingDictionary::Entry& ScriptingDictionary::Append(std::size_t slot, std::string_view key, uint32_t hash,
+                                                        Value item) {
+  Entry& entry = At(m_used);
+  entry.key.assign(key);  // the only step that can fail, and it changes nothing visible
+  entry.item = std::move(item);
+  entry.hash = hash;
+  entry.live = true;
+  m_index[slot] = Slot{static_cast<uint32_t>(m_used + 1), hash};
+  ++m_used;
+  return entry;
+}
+
+// Linear probing's removal: the slots after the freed one move back into it when their
+// home slot lies at or before it, so every key stays reachable from its home.
+void ScriptingDictionary::EraseSlot(std::size_t slot) noexcept {
+  const std::size_t mask = m_index.size() - 1;
+  std::size_t next = slot;
+  while (true) {
+    next = (next + 1) & mask;
+    if (m_index[next].entry == 0) break;
+    const std::size_t home = m_index[next].hash & mask;
+    const bool stays = slot <= next ? (slot < home && home <= next) : (slot < home || home <= next);
+    if (stays) continue;
+    m_index[slot] = m_index[next];
+    slot = next;
+  }
+  m_index[slot] = Slot{};
+}
 
 void ScriptingDictionary::SetCompareMode(CompareMode mode) {
   if (Count() != 0) RaiseRuntimeError(kErrInvalidCall);
   RemoveAll();
   m_mode = mode;
-  m_index = Index(0, KeyHash{mode}, KeyEqual{mode});
-}
-
-ScriptingDictionary::Slot* ScriptingDictionary::Locate(std::string_view key) const {
-  const auto it = m_index.find(key);
-  if (it == m_index.end()) return nullptr;
-  return const_cast<Slot*>(&m_slots[it->second - m_firstSequence]);
-}
-
-ScriptingDictionary::Slot& ScriptingDictionary::Append(std::string_view key, Value item) {
-  Slot& slot = m_slots.emplace_back(Slot{std::string(key), std::move(item), true});
-  try {
-    m_index.emplace(slot.key, m_firstSequence + m_slots.size() - 1);
-  } catch (...) {
-    m_slots.pop_back();
-    throw;
-  }
-  return slot;
 }
 
 void ScriptingDictionary::Add(std::string_view key, Value item) {
-  if (Locate(key)) RaiseRuntimeError(kErrDuplicateKey);
-  Append(key, std::move(item));
+  MakeRoom(1);
+  const uint32_t hash = Hash(key);
+  const std::size_t slot = Probe(key, hash);
+  if (m_index[slot].entry != 0) RaiseRuntimeError(kErrDuplicateKey);
+  Append(slot, key, hash, std::move(item));
 }
 
 Value& ScriptingDictionary::Item(std::string_view key) {
-  if (Slot* slot = Locate(key)) return slot->item;
-  return Append(key, Value()).item;
+  MakeRoom(1);
+  const uint32_t hash = Hash(key);
+  const std::size_t slot = Probe(key, hash);
+  if (m_index[slot].entry != 0) return At(m_index[slot].entry - 1).item;
+  return Append(slot, key, hash, Value()).item;
 }
 
 const Value* ScriptingDictionary::Find(std::string_view key) const {
-  const Slot* slot = Locate(key);
-  return slot ? &slot->item : nullptr;
+  const Entry* entry = Locate(key);
+  return entry ? &entry->item : nullptr;
 }
 
 Value* ScriptingDictionary::Find(std::string_view key) {
-  Slot* slot = Locate(key);
-  return slot ? &slot->item : nullptr;
+  Entry* entry = Locate(key);
+  return entry ? &entry->item : nullptr;
 }
 
-void ScriptingDictionary::SetItem(std::string_view key, Value item) {
-  if (Slot* slot = Locate(key)) {
-    slot->item = std::move(item);
-  } else {
-    Append(key, std::move(item));
+bool ScriptingDictionary::SetItem(std::string_view key, Value item) {
+  MakeRoom(1);
+  const uint32_t hash = Hash(key);
+  const std::size_t slot = Probe(key, hash);
+  if (m_index[slot].entry != 0) {
+    At(m_index[slot].entry - 1).item = std::move(item);
+    return false;
   }
+  Append(slot, key, hash, std::move(item));
+  return true;
 }
 
 void ScriptingDictionary::Remove(std::string_view key) {
-  const auto it = m_index.find(key);
-  if (it == m_index.end()) RaiseRuntimeError(kErrElementNotFound);
-  Slot& slot = m_slots[it->second - m_firstSequence];
-  m_index.erase(it);
-  // Let go of the item now: it may be an object that others wait to see released.
-  slot.live = false;
-  slot.item = Value();
-  slot.key = std::string();
+  if (m_index.empty()) RaiseRuntimeError(kErrElementNotFound);
+  const std::size_t slot = Probe(key, Hash(key));
+  if (m_index[slot].entry == 0) RaiseRuntimeError(kErrElementNotFound);
+  Entry& entry = At(m_index[slot].entry - 1);
+  EraseSlot(slot);
+  entry.live = false;
   ++m_dead;
-  // Removed slots at either end go at once; those in the middle wait for a compaction.
-  while (!m_slots.empty() && !m_slots.front().live) {
-    m_slots.pop_front();
-    ++m_firstSequence;
+  // Let go of the item now: it may be an object that others wait to see released.
+  Value released = std::move(entry.item);
+  entry.item = Value();
+  entry.key = std::string();
+  // Removed entries at the end go at once; those before wait for a compaction.
+  while (m_used > 0 && !At(m_used - 1).live) {
+    --m_used;
     --m_dead;
   }
-  while (!m_slots.empty() && !m_slots.back().live) {
-    m_slots.pop_back();
-    --m_dead;
-  }
-  if (m_dead > 64 && m_dead > Count()) Compact();
+  if (m_dead > kDeadBeforeCompaction && m_dead > Count()) Compact();
 }
 
 void ScriptingDictionary::RemoveAll() noexcept {
-  m_index.clear();
-  m_slots.clear();
-  m_firstSequence = 0;
+  // The items are released after the dictionary is consistent again: releasing an object
+  // may run code that looks at it.
+  std::vector<std::unique_ptr<Entry[]>> released = std::move(m_chunks);
+  m_chunks.clear();
+  m_index = std::vector<Slot>();
+  m_used = 0;
   m_dead = 0;
 }
 
 void ScriptingDictionary::RenameKey(std::string_view key, std::string_view newKey) {
-  const auto it = m_index.find(key);
-  if (it == m_index.end()) RaiseRuntimeError(kErrElementNotFound);
-  const std::size_t sequence = it->second;
-  if (!m_index.key_eq()(key, newKey) && m_index.find(newKey) != m_index.end()) {
-    RaiseRuntimeError(kErrDuplicateKey);
-  }
-  Slot& slot = m_slots[sequence - m_firstSequence];
-  std::string spelled(newKey);  // newKey may view the slot's own key
-  m_index.erase(it);
-  slot.key = std::move(spelled);
-  m_index.emplace(slot.key, sequence);
+  if (m_index.empty()) RaiseRuntimeError(kErrElementNotFound);
+  const std::size_t slot = Probe(key, Hash(key));
+  if (m_index[slot].entry == 0) RaiseRuntimeError(kErrElementNotFound);
+  const uint32_t entryNumber = m_index[slot].entry;
+  const uint32_t newHash = Hash(newKey);
+  if (!Equal(key, newKey) && m_index[Probe(newKey, newHash)].entry != 0) RaiseRuntimeError(kErrDuplicateKey);
+  Entry& entry = At(entryNumber - 1);
+  std::string spelled(newKey);  // newKey may view the entry's own key
+  EraseSlot(slot);
+  entry.key = std::move(spelled);
+  entry.hash = newHash;
+  m_index[Probe(entry.key, newHash)] = Slot{entryNumber, newHash};
 }
 
 std::vector<std::string> ScriptingDictionary::Keys() const {
@@ -128,21 +243,25 @@ std::vector<Value> ScriptingDictionary::Items() const {
   return items;
 }
 
-// Moves the live slots together and renumbers them. Runs only when removed slots
-// outnumber live ones, so its cost is paid for by the removals since the last one.
+// Moves the live entries together and renumbers them, then gives back the chunks that
+// are no longer needed.
 void ScriptingDictionary::Compact() {
   std::size_t write = 0;
-  for (std::size_t read = 0; read < m_slots.size(); ++read) {
-    if (!m_slots[read].live) continue;
-    if (write != read) m_slots[write] = std::move(m_slots[read]);
+  for (std::size_t read = 0; read < m_used; ++read) {
+    Entry& from = At(read);
+    if (!from.live) continue;
+    if (write != read) {
+      At(write) = std::move(from);
+      from = Entry();
+    }
     ++write;
   }
-  m_slots.resize(write);
-  m_firstSequence = 0;
+  m_used = write;
   m_dead = 0;
-  m_index.clear();
-  m_index.reserve(write);
-  for (std::size_t i = 0; i < m_slots.size(); ++i) m_index.emplace(m_slots[i].key, i);
+  while (!m_chunks.empty() && kFirstChunk * ((std::size_t{1} << (m_chunks.size() - 1)) - 1) >= m_used) {
+    m_chunks.pop_back();
+  }
+  Rebuild(m_index.size());
 }
 
 }  // namespace korad

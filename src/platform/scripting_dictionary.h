@@ -4,12 +4,12 @@
 // hashed and removals never shift the items behind them.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "foundation/contracts/value.h"
@@ -23,8 +23,9 @@ class ScriptingDictionary {
  public:
   static constexpr std::string_view kClassId = "MvSystem.ScriptingCompatibleDictionary";
 
-  ScriptingDictionary();
-  // The index points into the items, so a copy would have to rebuild it; nobody needs one.
+  ScriptingDictionary() = default;
+  ~ScriptingDictionary();
+  // Nobody needs a copy of a dictionary, and a silent one of 100,000 items would hurt.
   ScriptingDictionary(const ScriptingDictionary&) = delete;
   ScriptingDictionary& operator=(const ScriptingDictionary&) = delete;
 
@@ -33,7 +34,7 @@ class ScriptingDictionary {
   CompareMode GetCompareMode() const noexcept { return m_mode; }
   void SetCompareMode(CompareMode mode);
 
-  std::size_t Count() const noexcept { return m_slots.size() - m_dead; }
+  std::size_t Count() const noexcept { return m_used - m_dead; }
   bool Exists(std::string_view key) const { return Locate(key) != nullptr; }
 
   // Adds at the end; raises 457 if the key is present, and changes nothing then.
@@ -42,11 +43,13 @@ class ScriptingDictionary {
   // Item get, with the classic quirk: a key that is missing is added with Empty. The
   // reference stays valid while items are added, until the next Remove or RemoveAll.
   Value& Item(std::string_view key);
-  // Item get without the quirk: nullptr for a missing key, nothing is added.
+  // Item get without the quirk: nullptr for a missing key, nothing is added. The same
+  // validity as Item's reference.
   const Value* Find(std::string_view key) const;
   Value* Find(std::string_view key);
   // Item let: replaces the item of a present key in place, or adds the key at the end.
-  void SetItem(std::string_view key, Value item);
+  // True when the key was added.
+  bool SetItem(std::string_view key, Value item);
 
   // Raises 32811 (element not found) for a missing key.
   void Remove(std::string_view key);
@@ -64,39 +67,58 @@ class ScriptingDictionary {
   // order, without copying; the visitor must not change the dictionary.
   template <class Visitor>
   void ForEach(Visitor&& visit) const {
-    for (const Slot& slot : m_slots) {
-      if (slot.live) visit(slot.key, slot.item);
+    std::size_t left = m_used;
+    for (std::size_t chunk = 0; left > 0; ++chunk) {
+      const std::size_t size = std::min(left, kFirstChunk << chunk);
+      const Entry* entries = m_chunks[chunk].get();
+      for (std::size_t i = 0; i < size; ++i) {
+        if (entries[i].live) visit(entries[i].key, entries[i].item);
+      }
+      left -= size;
     }
   }
 
  private:
-  struct Slot {
+  // Entries sit in insertion order in chunks that never move, which is what keeps
+  // references valid while items are added. Chunk k holds kFirstChunk << k entries.
+  struct Entry {
     std::string key;
     Value item;
-    bool live = true;
+    uint32_t hash = 0;
+    bool live = false;
   };
-  struct KeyHash {
-    CompareMode mode;
-    std::size_t operator()(std::string_view key) const noexcept;
-  };
-  struct KeyEqual {
-    CompareMode mode;
-    bool operator()(std::string_view a, std::string_view b) const noexcept;
-  };
-  // Index keys view the slots' own key strings (a deque never moves its elements when
-  // it grows at either end); the mapped number is the slot's sequence number, so that
-  // dropping slots from the front needs no renumbering.
-  using Index = std::unordered_map<std::string_view, std::size_t, KeyHash, KeyEqual>;
+  static constexpr unsigned kFirstChunkBits = 4;
+  static constexpr std::size_t kFirstChunk = std::size_t{1} << kFirstChunkBits;
 
-  Slot* Locate(std::string_view key) const;
-  Slot& Append(std::string_view key, Value item);
+  // The index: open addressing with linear probing over a power-of-two table at most
+  // half full. A slot holds an entry's position + 1 (0: free) and its key's hash, so
+  // most probes that miss never touch the entry. Removal shifts the slots behind back,
+  // so there are no tombstones to clean up.
+  struct Slot {
+    uint32_t entry = 0;
+    uint32_t hash = 0;
+  };
+
+  Entry& At(std::size_t position) const noexcept;
+  std::size_t Capacity() const noexcept;
+  uint32_t Hash(std::string_view key) const noexcept;
+  bool Equal(std::string_view a, std::string_view b) const noexcept;
+  // The slot holding `key`, or the free slot where it would go.
+  std::size_t Probe(std::string_view key, uint32_t hash) const noexcept;
+  Entry* Locate(std::string_view key) const;
+  // Grows the index and the chunks so that `extra` more entries fit.
+  void MakeRoom(std::size_t extra);
+  void Rebuild(std::size_t slots);
+  // Appends an entry whose free slot Probe found; room must have been made.
+  Entry& Append(std::size_t slot, std::string_view key, uint32_t hash, Value item);
+  void EraseSlot(std::size_t slot) noexcept;
   void Compact();
 
   CompareMode m_mode = CompareMode::Binary;
-  std::deque<Slot> m_slots;
-  std::size_t m_firstSequence = 0;  // sequence number of m_slots.front()
-  std::size_t m_dead = 0;           // removed slots still in m_slots
-  Index m_index;
+  std::vector<std::unique_ptr<Entry[]>> m_chunks;
+  std::size_t m_used = 0;  // entries in use, removed ones included
+  std::size_t m_dead = 0;  // removed entries not yet compacted away
+  std::vector<Slot> m_index;
 };
 
 }  // namespace korad

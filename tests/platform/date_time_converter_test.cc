@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "support/fake_clock.h"
 
 namespace korad {
@@ -82,6 +84,29 @@ TEST(DateTimeConverter, RefusesOtherTexts) {
       "3/5/2024 2:30:09 PM",
   };
   for (const char* text : refused) EXPECT_FALSE(DateTimeConverter::FromText(text).has_value()) << text;
+}
+
+// The hand-written digits against the parts they come from, across the range and at every
+// rounding edge: the text must be the whole-second parts, whichever overload wrote it.
+TEST(DateTimeConverter, TextsMatchTheRoundedParts) {
+  DateTimeConverter::TextBuffer buffer;
+  const OleDate first = At(100, 1, 1);
+  for (int step = 0; step < 4000; ++step) {
+    // Odd steps through the range, landing on all kinds of milliseconds.
+    const OleDate date = first.AddSeconds(step * 78'901'234.567 + (step % 1000));
+    if (!date.IsValid()) break;
+    const int64_t ms = Ms(date);
+    const int64_t rest = ((ms % 1000) + 1000) % 1000;
+    const CivilTime c = OleDate::FromUnixMillis(ms - rest + (rest >= 500 ? 1000 : 0)).ToCivil();
+    if (c.year > 9999) continue;
+    char expected[32];
+    std::snprintf(expected, sizeof expected, "%04d-%02d-%02dT%02d:%02d:%02dZ", c.year, c.month, c.day, c.hour,
+                  c.minute, c.second);
+    ASSERT_EQ(DateTimeConverter::ToUniversalText(date, buffer), expected) << step;
+    ASSERT_EQ(DateTimeConverter::ToUniversalText(date), expected) << step;
+  }
+  // The last half second of the range doesn't round out of it.
+  EXPECT_EQ(DateTimeConverter::ToUniversalText(At(9999, 12, 31, 23, 59, 59, 700), buffer), "9999-12-31T23:59:59Z");
 }
 
 TEST(DateTimeConverter, ConvertsThroughItsClock) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "foundation/contracts/object.h"
+#include "foundation/contracts/text.h"
 #include "platform/scripting_dictionary.h"
 #include "support/error_number.h"
 
@@ -188,6 +189,91 @@ TEST(ScriptingDictionary, HundredThousandItemsThinnedAndRefilled) {
   EXPECT_EQ(dict.Items().front(), Value("changed"));
   EXPECT_FALSE(dict.Exists(key(50'000)));
   EXPECT_TRUE(dict.Exists(key(50'004)));
+}
+
+// Random adds, lets, removals and renames in Text mode against a plain list that is
+// searched by hand: the hashed index (its probing, the shifting back on removal, the
+// compactions) must always agree with it, order and case-preserving spelling included.
+TEST(ScriptingDictionary, AgreesWithAPlainListUnderRandomChanges) {
+  struct Pair {
+    std::string key;
+    int32_t item;
+  };
+  std::vector<Pair> model;
+  auto findModel = [&](const std::string& key) {
+    for (std::size_t i = 0; i < model.size(); ++i) {
+      if (EqualsNoCase(model[i].key, key)) return static_cast<int>(i);
+    }
+    return -1;
+  };
+  ScriptingDictionary dict;
+  dict.SetCompareMode(CompareMode::Text);
+  uint32_t seed = 12345;
+  auto next = [&](uint32_t bound) {
+    seed = seed * 1664525u + 1013904223u;
+    return (seed >> 8) % bound;
+  };
+  auto randomKey = [&] {
+    std::string key = "Key" + std::to_string(next(400));
+    if (next(2) == 0) key = UpperAscii(key);
+    return key;
+  };
+  for (int step = 0; step < 20'000; ++step) {
+    const std::string key = randomKey();
+    const int found = findModel(key);
+    const auto value = static_cast<int32_t>(step);
+    switch (next(5)) {
+      case 0:
+      case 1:
+        if (found < 0) {
+          dict.Add(key, Value(value));
+          model.push_back({key, value});
+        } else {
+          ASSERT_EQ(NumberOf([&] { dict.Add(key, Value(value)); }), kErrDuplicateKey);
+        }
+        break;
+      case 2:
+        dict.SetItem(key, Value(value));
+        if (found < 0) model.push_back({key, value});
+        else model[static_cast<std::size_t>(found)].item = value;
+        break;
+      case 3:
+        if (found < 0) {
+          ASSERT_EQ(NumberOf([&] { dict.Remove(key); }), kErrElementNotFound);
+        } else {
+          dict.Remove(key);
+          model.erase(model.begin() + found);
+        }
+        break;
+      default: {
+        const std::string newKey = randomKey();
+        const int other = findModel(newKey);
+        if (found >= 0 && (other < 0 || other == found)) {
+          dict.RenameKey(key, newKey);
+          model[static_cast<std::size_t>(found)].key = newKey;
+        } else {
+          ASSERT_NE(NumberOf([&] { dict.RenameKey(key, newKey); }), 0);
+        }
+      }
+    }
+    ASSERT_EQ(dict.Count(), model.size()) << step;
+    if (step % 1000 == 0 || step == 19'999) {
+      std::size_t at = 0;
+      bool same = true;
+      dict.ForEach([&](const std::string& k, const Value& item) {
+        same = same && at < model.size() && k == model[at].key && item.ToLong() == model[at].item;
+        ++at;
+      });
+      ASSERT_TRUE(same) << step;
+      for (int i = 0; i < 400; ++i) {
+        const std::string probe = "KEY" + std::to_string(i);
+        const int expected = findModel(probe);
+        const Value* item = dict.Find(probe);
+        ASSERT_EQ(item != nullptr, expected >= 0) << probe;
+        if (item) ASSERT_EQ(item->ToLong(), model[static_cast<std::size_t>(expected)].item);
+      }
+    }
+  }
 }
 
 }  // namespace

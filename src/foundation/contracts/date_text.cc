@@ -1,6 +1,7 @@
 // The default date text and date recognition (ParseDate, FormatDate of value.h).
 #include <array>
 
+#include "foundation/contracts/text.h"
 #include "foundation/contracts/value.h"
 
 namespace korad {
@@ -162,17 +163,15 @@ std::optional<OleDate> ReadAnyDate(Reader& reader) {
   return Build(1899, 12, 30, *time);
 }
 
-char* Put(char* out, int value, int width) {
-  for (int i = width - 1; i >= 0; --i) {
-    out[i] = static_cast<char>('0' + value % 10);
-    value /= 10;
-  }
-  return out + width;
-}
 
 }  // namespace
 
 std::optional<OleDate> ParseDate(std::string_view text) {
+  // Every form has a "-", "/" or ":"; most texts that are asked (counters, messages) have
+  // none, and saving a state asks it of every text item.
+  bool separated = false;
+  for (const char c : text) separated = separated || c == '-' || c == '/' || c == ':';
+  if (!separated) return std::nullopt;
   while (!text.empty() && IsWhite(text.back())) text.remove_suffix(1);
   Reader reader(text);
   reader.ReadBlanks();
@@ -191,19 +190,19 @@ std::string FormatDate(OleDate date) {
   std::array<char, 20> buffer;
   char* out = buffer.data();
   if (!noDate) {
-    out = Put(out, c.year, 4);
+    out = WriteFixedDigits(out, c.year, 4);
     *out++ = '-';
-    out = Put(out, c.month, 2);
+    out = WriteFixedDigits(out, c.month, 2);
     *out++ = '-';
-    out = Put(out, c.day, 2);
+    out = WriteFixedDigits(out, c.day, 2);
     if (noTime) return std::string(buffer.data(), out);
     *out++ = ' ';
   }
-  out = Put(out, c.hour, 2);
+  out = WriteFixedDigits(out, c.hour, 2);
   *out++ = ':';
-  out = Put(out, c.minute, 2);
+  out = WriteFixedDigits(out, c.minute, 2);
   *out++ = ':';
-  out = Put(out, c.second, 2);
+  out = WriteFixedDigits(out, c.second, 2);
   return std::string(buffer.data(), out);
 }
 

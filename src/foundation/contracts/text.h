@@ -29,6 +29,16 @@ std::string ReplaceText(std::string_view text, std::string_view from, std::strin
 // ReplaceText with `from` matched in any letter case.
 std::string ReplaceTextNoCase(std::string_view text, std::string_view from, std::string_view to);
 
+// Writes `width` decimal digits of a non-negative value known to fit them, zero-padded,
+// and returns the end; for date texts on hot paths, where snprintf would dominate.
+inline char* WriteFixedDigits(char* out, int value, int width) noexcept {
+  for (int i = width - 1; i >= 0; --i) {
+    out[i] = static_cast<char>('0' + value % 10);
+    value /= 10;
+  }
+  return out + width;
+}
+
 // The non-empty pieces of `text` between separators ("a//b/" gives "a", "b").
 std::vector<std::string_view> SplitNonEmpty(std::string_view text, char separator);
 
