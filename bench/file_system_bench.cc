@@ -21,6 +21,7 @@
 
 #include "platform/file_system.h"
 #include "platform/profile.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
@@ -33,20 +34,7 @@ double Seconds(int repeats, F&& call) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-class TempFolder {
- public:
-  TempFolder() {
-    m_path = (std::filesystem::temp_directory_path() / "korad-fs-bench-XXXXXX").string();
-    if (!::mkdtemp(m_path.data())) m_path.clear();
-  }
-  ~TempFolder() {
-    if (!m_path.empty()) std::filesystem::remove_all(m_path);
-  }
-  const std::string& Path() const { return m_path; }
-
- private:
-  std::string m_path;
-};
+using korad::testing::TempFolder;
 
 void RawWrite(const std::string& path, const std::string& data, bool sync) {
   int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);

@@ -32,6 +32,7 @@
 #include "foundation/log_manager.h"
 #include "incident/incident_state.h"
 #include "incident/xml_serializer.h"
+#include "tests/support/temp_folder.h"
 
 namespace {
 
@@ -46,20 +47,7 @@ double Seconds(F&& call) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-class TempFolder {
- public:
-  TempFolder() {
-    m_path = (std::filesystem::temp_directory_path() / "korad-state-bench-XXXXXX").string();
-    if (!::mkdtemp(m_path.data())) m_path.clear();
-  }
-  ~TempFolder() {
-    if (!m_path.empty()) std::filesystem::remove_all(m_path);
-  }
-  const std::string& Path() const { return m_path; }
-
- private:
-  std::string m_path;
-};
+using korad::testing::TempFolder;
 
 // What monitors keep: counters, short texts, dates (two items each, with their twin),
 // now and then a text of several lines.

@@ -15,7 +15,7 @@
 #include "platform/registry.h"
 #include "support/fake_clock.h"
 #include "support/recording_log.h"
-#include "support/temp_home.h"
+#include "support/temp_folder.h"
 
 namespace korad::testing {
 

@@ -12,7 +12,7 @@
 
 #include "foundation/contracts/error.h"
 #include "platform/encrypter.h"
-#include "temp_folder.h"
+#include "support/temp_folder.h"
 
 namespace korad {
 namespace {

@@ -22,12 +22,11 @@
 #include "platform/connector_message.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
-#include "platform/temp_folder.h"
+#include "support/temp_folder.h"
 #include "support/error_number.h"
 #include "support/fake_clock.h"
 #include "support/fault_injecting_file_system.h"
 #include "support/recording_log.h"
-#include "support/temp_home.h"
 
 namespace korad {
 namespace {

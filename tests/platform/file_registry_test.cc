@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/registry.h"
-#include "temp_folder.h"
+#include "support/temp_folder.h"
 
 namespace korad {
 namespace {

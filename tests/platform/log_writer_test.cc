@@ -9,7 +9,7 @@
 #include "platform/application.h"
 #include "platform/linux/file_log_writer.h"
 #include "support/fake_clock.h"
-#include "support/temp_home.h"
+#include "support/temp_folder.h"
 
 namespace korad {
 namespace {

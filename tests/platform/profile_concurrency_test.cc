@@ -16,7 +16,7 @@
 #include "platform/file_system.h"
 #include "platform/platform.h"
 #include "platform/profile.h"
-#include "support/temp_home.h"
+#include "support/temp_folder.h"
 
 namespace korad {
 namespace {

@@ -11,7 +11,7 @@
 #include "platform/platform.h"
 #include "support/error_number.h"
 #include "support/fault_injecting_file_system.h"
-#include "support/temp_home.h"
+#include "support/temp_folder.h"
 
 namespace korad {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "platform/platform.h"
 #include "platform/registry_api.h"
-#include "temp_folder.h"
+#include "support/temp_folder.h"
 
 namespace korad {
 namespace {

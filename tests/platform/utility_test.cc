@@ -6,7 +6,7 @@
 #include "platform/encrypter.h"
 #include "platform/utility.h"
 #include "support/error_number.h"
-#include "temp_folder.h"
+#include "support/temp_folder.h"
 
 namespace korad {
 namespace {
