@@ -270,7 +270,9 @@ TEST(ScriptingDictionary, AgreesWithAPlainListUnderRandomChanges) {
         const int expected = findModel(probe);
         const Value* item = dict.Find(probe);
         ASSERT_EQ(item != nullptr, expected >= 0) << probe;
-        if (item) ASSERT_EQ(item->ToLong(), model[static_cast<std::size_t>(expected)].item);
+        if (item) {
+          ASSERT_EQ(item->ToLong(), model[static_cast<std::size_t>(expected)].item);
+        }
       }
     }
   }
