@@ -92,12 +92,7 @@ void IncFormSerialize::Save(const std::shared_ptr<IncidentForms>& incidentForms,
     if (!incidentForms) RaiseLibraryError("Invalid IncidentState");
     SaveBody(*incidentForms, monitorId);
   } catch (...) {
-    const Error failure = CurrentExceptionAsError();
-    if (incidentForms && incidentForms->GetLogManager()) {
-      incidentForms->GetLogManager()->Log(
-          "IncFormSerialize(Save) - " + std::string(monitorId) + ": " + failure.Description(), kErrorCategory,
-          logLevelError);
-    }
+    LogSerializerFailure(incidentForms.get(), "IncFormSerialize(Save)", monitorId, kErrorCategory);
   }
 }
 
@@ -133,21 +128,15 @@ void IncFormSerialize::SaveBody(const IncidentForms& forms, std::string_view mon
   }
 
   const std::string path = FilePath(monitorId);
-  ClearHiddenAttribute(path);
   // Written even when empty, so an old file doesn't outlive its forms.
-  Platform::Current().GetFileSystem().WriteFileAtomic(path, text.Text());
+  WriteSerializedFile(path, text.Text());
 }
 
 void IncFormSerialize::Load(std::shared_ptr<IncidentForms>& incidentForms, std::string_view monitorId) {
   try {
     LoadBody(incidentForms, monitorId);
   } catch (...) {
-    const Error failure = CurrentExceptionAsError();
-    if (incidentForms && incidentForms->GetLogManager()) {
-      incidentForms->GetLogManager()->Log(
-          "IncFormSerialize(Load) - " + std::string(monitorId) + ": " + failure.Description(), kErrorCategory,
-          logLevelError);
-    }
+    LogSerializerFailure(incidentForms.get(), "IncFormSerialize(Load)", monitorId, kErrorCategory);
   }
 }
 

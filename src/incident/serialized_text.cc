@@ -1,5 +1,10 @@
 #include "incident/serialized_text.h"
 
+#include "foundation/contracts/error_reporter.h"
+#include "foundation/file_functions.h"
+#include "platform/file_system.h"
+#include "platform/platform.h"
+
 #include <cstring>
 
 #include "platform/string_builder.h"
@@ -41,6 +46,20 @@ bool LineReader::Next(std::string_view& line) noexcept {
   }
   ++m_lineNumber;
   return true;
+}
+
+void WriteSerializedFile(const std::string& path, std::string_view text) {
+  ClearHiddenAttribute(path);
+  Platform::Current().GetFileSystem().WriteFileAtomic(path, text);
+}
+
+void LogSerializerFailure(const ErrorReporter* owner, std::string_view routine, std::string_view monitorId,
+                          std::string_view category) {
+  const Error failure = CurrentExceptionAsError();
+  if (owner && owner->GetLogManager()) {
+    owner->GetLogManager()->Log(std::string(routine) + " - " + std::string(monitorId) + ": " + failure.Description(),
+                                category, logLevelError);
+  }
 }
 
 }  // namespace korad

@@ -8,6 +8,7 @@
 
 namespace korad {
 
+class ErrorReporter;
 class StringBuilder;
 
 inline constexpr std::string_view kLineEnd = "\r\n";
@@ -17,6 +18,16 @@ inline constexpr std::string_view kEscapedLineEnd = "**morvaneCrLf**";
 void AppendEscapingLineEnds(StringBuilder& text, std::string_view value);
 // Appends `value` with each kEscapedLineEnd turned back into CR LF.
 void AppendUnescapingLineEnds(std::string& text, std::string_view value);
+
+// Replaces the file with `text` through a temporary file and a rename, so a crash or a
+// full disk leaves the old file whole.
+void WriteSerializedFile(const std::string& path, std::string_view text);
+
+// For a serializer's catch handler: logs the failure in hand as "<routine> - <monitorId>:
+// <description>" at level 2 under `category`, through the owner's log manager if it has
+// one. Saves and loads never raise: a monitor goes on without its state.
+void LogSerializerFailure(const ErrorReporter* owner, std::string_view routine, std::string_view monitorId,
+                          std::string_view category);
 
 // Splits a file's text into lines. A CR, or a CR LF pair, ends a line; a lone LF is part
 // of the line, so text from Linux commands survives a round trip. A final line without

@@ -155,11 +155,7 @@ void XMLSerializer::Save(const std::shared_ptr<IncidentState>& incidentState, st
     if (!m_currentConfigs) return;  // the engine sets them before every save
     SaveBody(*incidentState, monitorId);
   } catch (...) {
-    const Error failure = CurrentExceptionAsError();
-    if (incidentState && incidentState->GetLogManager()) {
-      incidentState->GetLogManager()->Log(
-          "Serializer(Save) - " + std::string(monitorId) + ": " + failure.Description(), kCategory, logLevelError);
-    }
+    LogSerializerFailure(incidentState.get(), "Serializer(Save)", monitorId, kCategory);
   }
 }
 
@@ -199,19 +195,14 @@ void XMLSerializer::SaveBody(IncidentState& state, std::string_view monitorId) {
   for (const std::string& key : foreign) state.RemoveRawKey(key);
 
   const std::string path = FilePath(monitorId);
-  ClearHiddenAttribute(path);
-  Platform::Current().GetFileSystem().WriteFileAtomic(path, text.Text());
+  WriteSerializedFile(path, text.Text());
 }
 
 Value XMLSerializer::Load(std::shared_ptr<IncidentState>& incidentState, std::string_view monitorId) {
   try {
     LoadBody(incidentState, monitorId);
   } catch (...) {
-    const Error failure = CurrentExceptionAsError();
-    if (incidentState && incidentState->GetLogManager()) {
-      incidentState->GetLogManager()->Log(
-          "Serializer(Load) - " + std::string(monitorId) + ": " + failure.Description(), kCategory, logLevelError);
-    }
+    LogSerializerFailure(incidentState.get(), "Serializer(Load)", monitorId, kCategory);
   }
   return Value();
 }

@@ -44,30 +44,32 @@ std::string StripSpaces(std::string_view text) {
   return out;
 }
 
-std::string ReplaceText(std::string_view text, std::string_view from, std::string_view to) {
-  if (from.empty()) return std::string(text);
+namespace {
+// The one pass of Replace: hits are found in `haystack` (the text itself, or its
+// upper-cased copy), and the output is built from `text`.
+std::string ReplaceFound(std::string_view text, std::string_view haystack, std::string_view needle,
+                         std::string_view to) {
   std::string out;
   out.reserve(text.size());
   size_t pos = 0;
-  for (size_t hit; (hit = text.find(from, pos)) != std::string_view::npos; pos = hit + from.size()) {
+  for (size_t hit; (hit = haystack.find(needle, pos)) != std::string_view::npos; pos = hit + needle.size()) {
     out.append(text.substr(pos, hit - pos)).append(to);
   }
   out.append(text.substr(pos));
   return out;
+}
+}  // namespace
+
+std::string ReplaceText(std::string_view text, std::string_view from, std::string_view to) {
+  if (from.empty()) return std::string(text);
+  return ReplaceFound(text, text, from, to);
 }
 
 std::string ReplaceTextNoCase(std::string_view text, std::string_view from, std::string_view to) {
   if (from.empty()) return std::string(text);
   const std::string upperText = UpperAscii(text);
   const std::string upperFrom = UpperAscii(from);
-  std::string out;
-  out.reserve(text.size());
-  size_t pos = 0;
-  for (size_t hit; (hit = upperText.find(upperFrom, pos)) != std::string::npos; pos = hit + from.size()) {
-    out.append(text.substr(pos, hit - pos)).append(to);
-  }
-  out.append(text.substr(pos));
-  return out;
+  return ReplaceFound(text, upperText, upperFrom, to);
 }
 
 std::vector<std::string_view> SplitNonEmpty(std::string_view text, char separator) {
