@@ -1,5 +1,6 @@
 # korad_module(name SOURCES_DIRS dir... DEPENDS target...)
-# One static library per subsystem folder, built from every .cc in its folders.
+# One static library per subsystem folder, built from every .cc in its folders. A folder
+# without sources yet gives an interface library, so dependants configure all the same.
 function(korad_module name)
   cmake_parse_arguments(M "" "" "SOURCES_DIRS;DEPENDS" ${ARGN})
   set(sources)
@@ -7,6 +8,12 @@ function(korad_module name)
     file(GLOB found CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${dir}/*.cc)
     list(APPEND sources ${found})
   endforeach()
+  if(NOT sources)
+    add_library(korad_${name} INTERFACE)
+    target_include_directories(korad_${name} INTERFACE ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(korad_${name} INTERFACE ${M_DEPENDS})
+    return()
+  endif()
   add_library(korad_${name} STATIC ${sources})
   target_include_directories(korad_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(korad_${name} PUBLIC ${M_DEPENDS})
@@ -22,8 +29,69 @@ function(korad_tests name)
   endif()
   file(GLOB support CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/support/*.cc)
   add_executable(${name}_tests ${sources} ${support})
-  target_include_directories(${name}_tests PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests)
+  target_include_directories(${name}_tests PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests
+                                                   ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name}_tests PRIVATE ${T_DEPENDS} GTest::gtest GTest::gtest_main)
   add_test(NAME ${name} COMMAND ${name}_tests)
   set_tests_properties(${name} PROPERTIES TIMEOUT 600)
+endfunction()
+
+# korad_app(name DIR dir DEPENDS target...)
+# A program from dir/*.cc: every file but main.cc goes into the library korad_app_<name>
+# (which tests link), main.cc into the executable <name>. Plug-ins resolve the library's
+# symbols against the program, so it exports them and carries the whole archives.
+function(korad_app name)
+  cmake_parse_arguments(A "" "DIR" "DEPENDS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${A_DIR}/*.cc)
+  list(FILTER sources EXCLUDE REGEX "/main\\.cc$")
+  if(NOT EXISTS ${PROJECT_SOURCE_DIR}/${A_DIR}/main.cc)
+    return()
+  endif()
+  if(sources)
+    add_library(korad_app_${name} STATIC ${sources})
+    target_include_directories(korad_app_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/${A_DIR})
+    target_link_libraries(korad_app_${name} PUBLIC ${A_DEPENDS})
+  else()
+    add_library(korad_app_${name} INTERFACE)
+    target_link_libraries(korad_app_${name} INTERFACE ${A_DEPENDS})
+  endif()
+  add_executable(${name} ${PROJECT_SOURCE_DIR}/${A_DIR}/main.cc)
+  set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+  target_link_libraries(${name} PRIVATE korad_app_${name})
+  korad_link_whole_library(${name})
+endfunction()
+
+# Puts every member of the library's static archives into `target`, ahead of the normal
+# link, so that a plug-in finds any library symbol in the program that loads it.
+function(korad_link_whole_library target)
+  foreach(lib ${KORAD_LIBRARIES})
+    get_target_property(type ${lib} TYPE)
+    if(type STREQUAL "STATIC_LIBRARY")
+      target_link_options(${target} PRIVATE "LINKER:--whole-archive" "$<TARGET_FILE:${lib}>" "LINKER:--no-whole-archive")
+      add_dependencies(${target} ${lib})
+    endif()
+  endforeach()
+endfunction()
+
+# korad_plugin(name DIR dir)
+# A plug-in: dir/module.cc holds the exported KoradRegister entry and becomes the shared
+# object modules/<name>.so; the other files are the static library korad_plugin_<name>,
+# which tests link directly. The shared object links none of the library: it resolves
+# against the program that loads it.
+function(korad_plugin name)
+  cmake_parse_arguments(P "" "DIR" "" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${P_DIR}/*.cc)
+  list(FILTER sources EXCLUDE REGEX "/module\\.cc$")
+  if(NOT EXISTS ${PROJECT_SOURCE_DIR}/${P_DIR}/module.cc)
+    return()
+  endif()
+  add_library(korad_plugin_${name} STATIC ${sources})
+  target_include_directories(korad_plugin_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/plugins)
+  target_link_libraries(korad_plugin_${name} PUBLIC korad_headers)
+  add_library(${name} MODULE ${PROJECT_SOURCE_DIR}/${P_DIR}/module.cc)
+  set_target_properties(${name} PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/modules)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/plugins)
+  # The static part goes in whole; the library's own symbols stay undefined.
+  target_link_libraries(${name} PRIVATE "$<LINK_LIBRARY:WHOLE_ARCHIVE,korad_plugin_${name}>")
+  set_property(GLOBAL APPEND PROPERTY KORAD_PLUGINS ${name})
 endfunction()

@@ -1,6 +1,7 @@
 #include "platform/platform_classes.h"
 
 #include "foundation/contracts/class_registry.h"
+#include "platform/application_object.h"
 #include "platform/connector_directory.h"
 #include "platform/object_map.h"
 
@@ -9,6 +10,7 @@ namespace korad {
 void RegisterPlatformClasses(ClassRegistry& registry) {
   registry.RegisterClass<ObjectMap>(ObjectMap::kClassId);
   RegisterConnectorClasses(registry);
+  RegisterApplicationClass(registry);
 }
 
 }  // namespace korad

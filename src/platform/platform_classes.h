@@ -6,7 +6,7 @@ namespace korad {
 class ClassRegistry;
 
 // Registers "mvKernel.ObjectMap", the connector message, the directory connector and
-// the connector look-up ("mvSystem.Configurations").
+// the connector look-up ("mvSystem.Configurations") and "mvSystem.Application".
 void RegisterPlatformClasses(ClassRegistry& registry);
 
 }  // namespace korad
