@@ -3,10 +3,9 @@
 #include "platform/date_time_converter.h"
 
 namespace korad {
-namespace {
 
-std::string IncidentClass(IncidentForm& form, int32_t classOverrideMode, std::string_view updatedClass,
-                          std::string_view resolvedClass) {
+std::string IncidentClass(const IncidentForm& form, int32_t classOverrideMode, std::string_view updatedClass,
+                          std::string_view resolvedClass, OnceFormMark onceMark) {
   const bool overrides = classOverrideMode >= 1;
   const auto changed = [&](bool mark) {
     if (!mark) return form.Condition();
@@ -19,19 +18,17 @@ std::string IncidentClass(IncidentForm& form, int32_t classOverrideMode, std::st
     case AlertOn:
       return changed(form.UpdateOccurred());
     case AlertOnce:
-      // An AlertOnce form carries the mark the merge gave it, not its own update flag.
-      return changed(form.OnceUpdateOccurred());
+      return changed(onceMark == OnceFormMark::kMergeMark ? form.OnceUpdateOccurred() : form.UpdateOccurred());
     default:
       return std::string();  // no class for a status outside the four
   }
 }
 
-}  // namespace
-
 IncidentObject CreateIncidentObject(IncidentForm& form, int32_t classOverrideMode, std::string_view updatedClass,
                                     std::string_view resolvedClass) {
   IncidentObject incident;
-  incident.SetItem("Class", Value(IncidentClass(form, classOverrideMode, updatedClass, resolvedClass)));
+  incident.SetItem("Class",
+                  Value(IncidentClass(form, classOverrideMode, updatedClass, resolvedClass, OnceFormMark::kMergeMark)));
   incident.SetItem("OccurrenceUniversal", Value(DateTimeConverter::ToUniversalText(form.OccurrenceTimeUTC())));
   if (form.Priority() != 0) incident.SetItem("Priority", Value(form.Priority()));
   incident.SetItem("Source", Value(form.Resource()));

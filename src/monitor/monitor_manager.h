@@ -15,6 +15,7 @@
 //   monitor_config_errors.cc  configuration errors and module heartbeats
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -147,6 +148,27 @@ class MonitorManager final : public Dispatchable<MonitorManager> {
   void RunConfigurationPass(bool timeDue, bool configChanged, bool heartbeatDue);
   void FillInitialAttributes(Configurations& configurations);
   void SendHeartbeat(std::string_view passName);
+
+  // ---- monitor_decision.cc ----
+  // The keys of the configuration in hand that steer the decision.
+  struct DecisionSettings {
+    std::string filter;
+    bool hasEntityId = false;
+    int32_t entityId = 0;
+    int32_t waitAlert = 0;
+    int32_t waitResolve = 0;
+  };
+  // Runs one step of SetIncidents under its resuming handler.
+  using ResumeStep = std::function<void(const std::function<void()>&)>;
+  void ReadDecisionKeys(Configurations& configurations, const std::string& moniker, DecisionSettings& settings);
+  void DecideForm(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms, const DecisionSettings& settings,
+                  const std::string& head, bool& noOtherConfiguration, const ResumeStep& step);
+  void DecideAlertOn(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms, int32_t waitAlert,
+                     const std::string& head, bool& skip);
+  void DecideAlertOff(IncidentForm& form, int32_t waitResolve, const std::string& head, bool& skip);
+  // Duplicate suppression: another configuration's form of the same incident that has gone out.
+  bool OtherConfigurationHasItOpen(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms,
+                                   bool& noOtherConfiguration);
 
   // ---- monitor_merge_files.cc ----
   void MergeStateFiles(std::string_view moniker, const SectionNameArray& sections);
