@@ -15,6 +15,11 @@ bool EndsWithNoCase(std::string_view text, std::string_view suffix) {
   return text.size() >= suffix.size() && EqualsNoCase(text.substr(text.size() - suffix.size()), suffix);
 }
 
+bool IsEngineAttribute(std::string_view name) {
+  return NormalizeKey(name).starts_with("MV") || EqualsNoCase(name, "OccurrenceUniversal") || EqualsNoCase(name, "Ack") ||
+         EqualsNoCase(name, "AckUser") || EqualsNoCase(name, "AckTimeUniversal");
+}
+
 }  // namespace
 
 std::pair<std::string, std::string> SplitConditionStatus(std::string_view condition) {
@@ -53,6 +58,13 @@ IncidentSummary ReadIncident(std::string_view body) {
       }
     }
     summary.keyAttributes.emplace_back(std::string(name), std::move(value));
+  }
+  // An incident that doesn't name its key attributes is told apart by what its monitor
+  // reported, which is everything but what the engine adds to every incident.
+  if (form.KeyAttributes().empty()) {
+    for (const auto& attribute : summary.attributes) {
+      if (!IsEngineAttribute(attribute.first)) summary.keyAttributes.push_back(attribute);
+    }
   }
   return summary;
 }

@@ -16,7 +16,8 @@ struct IncidentSummary {
   std::string condition;  // without the "(Updated)" or "(Resolved)" that gave the status
   int32_t priority = 0;
   // NAME=VALUE of each name in KeyAttributes, in that order; a name the incident
-  // doesn't carry has an empty value.
+  // doesn't carry has an empty value. Without KeyAttributes: the attributes but those
+  // the engine adds to every incident (mv..., OccurrenceUniversal, Ack and companions).
   std::vector<std::pair<std::string, std::string>> keyAttributes;
   // Every attribute the incident carries beyond Class, Source and Priority, in order.
   std::vector<std::pair<std::string, std::string>> attributes;
