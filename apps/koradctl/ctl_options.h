@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "monitor/monitor_manager.h"
+
 namespace korad::ctl {
 
 // Exit codes of the program.
@@ -15,7 +17,7 @@ inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
 
 // The connector id the monitors send on unless their section names another.
-inline constexpr std::string_view kRouterQueue = "MvRouterQ";
+inline constexpr std::string_view kRouterQueue = MonitorManager::kDefaultConnectorId;
 
 enum class Command { kNone, kQueueList, kQueueShow, kQueueDrain, kQueueSend, kIncidents, kStateShow, kHeartbeats };
 

@@ -14,6 +14,7 @@
 #include "foundation/contracts/error.h"
 #include "foundation/contracts/text.h"
 #include "incident_reader.h"
+#include "monitor/monitor_manager.h"
 #include "platform/connector.h"
 #include "platform/connector_directory.h"
 #include "platform/connector_message.h"
@@ -24,7 +25,6 @@
 namespace korad::ctl {
 namespace {
 
-constexpr std::string_view kIncidentQueue = "mvIncidentQ";
 // While following, a full read at least every this many looks, even when the count of
 // waiting messages stayed the same.
 constexpr int kLooksPerFullRead = 10;
@@ -62,7 +62,7 @@ class IncidentReader {
       if (Done()) break;
       present.insert(message.MessageId());
       if (m_noted.contains(message.MessageId())) continue;
-      if (!EqualsNoCase(message.TargetQueue(), kIncidentQueue)) {
+      if (!EqualsNoCase(message.TargetQueue(), MonitorManager::kIncidentQueue)) {
         ++leftByTarget[message.TargetQueue()];
         m_noted.insert(message.MessageId());
         continue;
