@@ -44,6 +44,11 @@ class Connector {
   // Up to `maxCount` of the oldest live messages, left on the queue: for an operator's
   // look at a queue. Expired messages are skipped but not dropped. Open or closed.
   virtual std::vector<ConnectorMessage> Peek(size_t maxCount) = 0;
+  // Takes the message with `messageId` (as Peek gave it) off the queue, for a reader that
+  // picks messages by what they hold and leaves the others queued. nullopt when it is no
+  // longer there (another reader took it) or when it expired or can't be read, with the
+  // same dropping and counting as Receive. Raises when the connector isn't open.
+  virtual std::optional<ConnectorMessage> ReceiveById(std::string_view messageId) = 0;
   // Messages waiting, expired ones included until a Receive drops them. Open or closed.
   virtual int64_t Count() = 0;
 

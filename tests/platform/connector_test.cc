@@ -202,6 +202,30 @@ TEST_F(ConnectorTest, MessagesPastTheirTimeToLiveAreDroppedAndCountedByThePlatfo
   EXPECT_EQ(connector->Count(), 0);
 }
 
+TEST_F(ConnectorTest, AReaderTakesMessagesByIdAndLeavesTheOthersQueuedInOrder) {
+  testing::ScopedPlatformClock clock;
+  std::shared_ptr<Connector> connector = MakeDirectoryConnector(m_queue);
+  connector->Send(Message("keep 1"));
+  const std::string take = connector->Send(Message("take"));
+  connector->Send(Message("keep 2"));
+  const std::string expiring = connector->Send(Message("expiring", 60));
+
+  EXPECT_THROW(connector->ReceiveById(take), Error) << "a closed connector is not read";
+  connector->Open();
+  std::optional<ConnectorMessage> got = connector->ReceiveById(take);
+  ASSERT_TRUE(got.has_value());
+  EXPECT_EQ(got->Body(), "take");
+  EXPECT_EQ(got->MessageId(), take);
+  EXPECT_FALSE(connector->ReceiveById(take).has_value()) << "taken once only";
+  EXPECT_FALSE(connector->ReceiveById("../Queue/" + take).has_value());
+  EXPECT_FALSE(connector->ReceiveById("").has_value());
+
+  clock->Advance(60);
+  EXPECT_FALSE(connector->ReceiveById(expiring).has_value());
+  EXPECT_EQ(connector->ExpiredCount(), 1);
+  EXPECT_EQ(ReceiveAllBodies(*connector), (std::vector<std::string>{"keep 1", "keep 2"}));
+}
+
 TEST_F(ConnectorTest, TwoReadersNeverGetTheSameMessage) {
   std::shared_ptr<Connector> sender = MakeDirectoryConnector(m_queue);
   constexpr int kMessages = 12;

@@ -178,6 +178,18 @@ class DirectoryConnector final : public Dispatchable<DirectoryConnector>, public
     }
   }
 
+  std::optional<ConnectorMessage> ReceiveById(std::string_view messageId) override {
+    const std::string folder = Folder();
+    if (!m_open) RaiseLibraryError("ReceiveById: the connector for '" + folder + "' is not open");
+    // An id is a file name less its suffix; anything that could leave the folder isn't one.
+    if (messageId.empty() || messageId.find('/') != std::string_view::npos ||
+        messageId.find('\\') != std::string_view::npos || messageId.front() == '.') {
+      return std::nullopt;
+    }
+    std::lock_guard lock(m_receiveMutex);
+    return Take(Files(), folder, std::string(messageId) + std::string(kMessageSuffix));
+  }
+
   std::vector<ConnectorMessage> Peek(size_t maxCount) override {
     const std::string folder = Folder();
     std::vector<ConnectorMessage> found;
