@@ -1,0 +1,437 @@
+#include "monitor/agent_monitor.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "foundation/attributes.h"
+#include "foundation/contracts/class_registry.h"
+#include "foundation/contracts/error.h"
+#include "incident/inc_form_serialize.h"
+#include "incident/incident_form.h"
+#include "incident/incident_forms.h"
+#include "incident/incident_state.h"
+#include "monitor/event_close_message.h"
+#include "platform/file_system.h"
+#include "platform/platform.h"
+#include "platform/profile.h"
+#include "support/fake_clock.h"
+#include "support/recording_log.h"
+#include "support/temp_folder.h"
+
+namespace korad {
+namespace {
+
+using testing::FakeApplication;
+using testing::FakeClock;
+using testing::ReadBytes;
+using testing::RecordingLogManager;
+using testing::TempHome;
+using testing::WriteWholeFile;
+
+// The real file system, counting what a pass asks of it.
+class CountingFileSystem final : public FileSystem {
+ public:
+  int lists = 0;
+  int reads = 0;
+
+  std::optional<std::string> Resolve(std::string_view path) override { return m_inner->Resolve(path); }
+  std::string ResolveForWrite(std::string_view path) override { return m_inner->ResolveForWrite(path); }
+  bool Exists(std::string_view path) override { return m_inner->Exists(path); }
+  bool IsDirectory(std::string_view path) override { return m_inner->IsDirectory(path); }
+  std::optional<FileInfo> Stat(std::string_view path) override { return m_inner->Stat(path); }
+  std::string ReadFile(std::string_view path) override {
+    ++reads;
+    return m_inner->ReadFile(path);
+  }
+  void WriteFileAtomic(std::string_view path, std::string_view data) override { m_inner->WriteFileAtomic(path, data); }
+  void AppendFile(std::string_view path, std::string_view data) override { m_inner->AppendFile(path, data); }
+  void RemoveFile(std::string_view path) override { m_inner->RemoveFile(path); }
+  void Rename(std::string_view from, std::string_view to) override { m_inner->Rename(from, to); }
+  void CreateDirectories(std::string_view path) override { m_inner->CreateDirectories(path); }
+  void SetModifiedTime(std::string_view path, OleDate utc) override { m_inner->SetModifiedTime(path, utc); }
+  std::vector<std::string> List(std::string_view folder, std::string_view mask) override {
+    ++lists;
+    return m_inner->List(folder, mask);
+  }
+
+ private:
+  std::shared_ptr<FileSystem> m_inner = MakeLinuxFileSystem();
+};
+
+// An open event of another module, as its MonitorManager left it in its form file.
+struct OpenEvent {
+  std::string section;
+  std::string resource;
+  std::string condition;
+  std::optional<std::string> guid;
+};
+
+constexpr char kGuidDisk1[] = "{11111111-2222-3333-4444-555555555555}";
+constexpr char kGuidDisk2[] = "{66666666-7777-8888-9999-AAAAAAAAAAAA}";
+constexpr char kGuidSwap[] = "{BBBBBBBB-CCCC-DDDD-EEEE-FFFFFFFFFFFF}";
+
+class AgentMonitorTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::filesystem::create_directories(m_home / "BIN");
+    std::filesystem::create_directories(m_home / "ModuleConfigs");
+    std::filesystem::create_directories(m_home / "Serialize");
+    Platform::Current().SetApplication(m_app);
+    Platform::Current().SetClock(m_clock);
+    Platform::Current().SetFileSystem(m_files);
+    m_monitor = std::make_shared<AgentMonitor>();
+    m_state->SetConfigMoniker("AgentCheck");
+  }
+  void TearDown() override {
+    m_monitor.reset();
+    m_state.reset();
+    Platform::Current().SetFileSystem(nullptr);
+    Platform::Current().SetClock(nullptr);
+    Platform::Current().SetApplication(nullptr);
+  }
+
+  // Each file written gets a time later than every one before, so a change is always seen.
+  void Touch(const std::string& path) {
+    std::filesystem::last_write_time(path,
+                                     std::filesystem::file_time_type::clock::now() + std::chrono::minutes(++m_tick));
+  }
+  void WriteModule(const std::string& module, const std::vector<std::string>& sections) {
+    std::string text;
+    for (const std::string& section : sections) text += "[" + section + "]\r\nmvFrequency=5\r\n";
+    const std::string path = m_home / ("ModuleConfigs/" + module + ".ini");
+    WriteWholeFile(path, text);
+    Touch(path);
+  }
+  void DeleteModule(const std::string& module) {
+    std::filesystem::remove(m_home / ("ModuleConfigs/" + module + ".ini"));
+  }
+  // The service file: this monitor's own section and one for each module it runs.
+  void WriteServiceFile(const std::vector<std::string>& modules) {
+    std::string text = "[AgentCheck]\r\nClassID=KORADevServices.MonitorManager\r\nMoniker=AgentCheck\r\n";
+    for (const std::string& module : modules) {
+      text += "[" + module + "]\r\nClassID=KORADevServices.MonitorManager\r\nInitializeMethod=Init\r\n";
+    }
+    WriteWholeFile(ServiceFile(), text);
+    Touch(ServiceFile());
+  }
+  void WriteHeartbeats(const std::vector<std::string>& modules) {
+    for (const std::string& module : modules) {
+      ASSERT_TRUE(WritePrivateProfileString(module, "HBDate", "2024-03-05T10:30:00Z", HeartbeatFile()));
+      ASSERT_TRUE(WritePrivateProfileString(module, "CurrentError", "", HeartbeatFile()));
+    }
+  }
+  // The module's form file as its MonitorManager writes it: each event alerted, sent and
+  // carrying the identity attributes, plus one plain attribute.
+  void SaveForms(const std::string& module, const std::vector<OpenEvent>& events) {
+    auto forms = std::make_shared<IncidentForms>();
+    for (const OpenEvent& event : events) {
+      forms->SetConfigMoniker(event.section);
+      IncidentFormRef form = forms->Add(event.resource, event.condition, {Value("Detail:=used 95% of 40 GB")});
+      ASSERT_NE(form, nullptr);
+      form->SetAlertStatus(AlertOn);
+      form->SetPriority(3);
+      form->SetProcessedByMM(true);
+      form->SetKeyAttributes("Detail");
+      if (event.guid) form->GetAttributes()->Add("mvGUID", Value(*event.guid));
+      form->GetAttributes()->Add("mvConfigurationID", Value(event.section));
+    }
+    IncFormSerialize serializer;
+    serializer.Save(forms, module);
+    ASSERT_TRUE(std::filesystem::exists(m_home / ("Serialize/IF" + module + ".SER")));
+  }
+
+  // One run of the monitor, as its MonitorManager makes it, into new forms.
+  std::shared_ptr<IncidentForms> Pass() {
+    auto forms = std::make_shared<IncidentForms>();
+    forms->SetConfigMoniker("AgentCheck");
+    LogManagerRef log = m_log;
+    m_monitor->GetIncident(forms, m_state, nullptr, log);
+    return forms;
+  }
+
+  std::string Record() { return m_state->Item(AgentMonitor::kRecordKey).ToText(); }
+  std::string ServiceFile() const { return m_home / "BIN/MvAgent.ini"; }
+  std::string HeartbeatFile() const { return m_home / "Serialize/MonitorHeartbeats.SER"; }
+  std::string MarkerPath(const std::string& module, const std::string& guid) const {
+    return m_home / ("ModuleMessages/" + module + "/" + guid);
+  }
+  std::vector<std::string> Logged(const std::string& fragment) const {
+    std::vector<std::string> texts;
+    for (const testing::LogLine& line : m_log->Matching(fragment, AgentMonitor::kLogSource)) texts.push_back(line.text);
+    return texts;
+  }
+  size_t Errors() const { return m_log->CountAtLevel(logLevelError); }
+  static std::string Text(const IncidentForm& form, const std::string& key) {
+    AttributeRef attribute = form.GetAttributes()->Item(Value(key));
+    return attribute ? attribute->Value().ToText() : std::string("<missing>");
+  }
+
+  // The usual agent: two modules the service runs, with events open in three sections.
+  void StartWithTwoModules() {
+    WriteModule("CPU", {"Disk1", "Disk2"});
+    WriteModule("Mem", {"Swap"});
+    WriteServiceFile({"CPU", "Mem"});
+    WriteHeartbeats({"CPU", "Mem"});
+    SaveForms("CPU", {{"Disk1", "Server 1", "DiskFull", kGuidDisk1}, {"Disk2", "Server 1", "DiskSlow", kGuidDisk2}});
+    SaveForms("Mem", {{"Swap", "Server 1", "SwapHigh", kGuidSwap}});
+    ASSERT_EQ(Pass()->AllForms().size(), 0u);
+    m_log->Clear();
+  }
+
+  int m_tick = 0;
+  TempHome m_home;
+  std::shared_ptr<FakeApplication> m_app = std::make_shared<FakeApplication>(m_home.Path());
+  std::shared_ptr<FakeClock> m_clock = std::make_shared<FakeClock>();
+  std::shared_ptr<CountingFileSystem> m_files = std::make_shared<CountingFileSystem>();
+  std::shared_ptr<RecordingLogManager> m_log = std::make_shared<RecordingLogManager>();
+  std::shared_ptr<IncidentState> m_state = std::make_shared<IncidentState>();
+  std::shared_ptr<AgentMonitor> m_monitor;
+};
+
+TEST_F(AgentMonitorTest, FirstRunRecordsEverySectionThenIdlePassesOnlyList) {
+  WriteModule("CPU", {"Disk1", "Disk2"});
+  WriteModule("Mem", {"Swap"});
+  WriteServiceFile({"CPU", "Mem"});
+  WriteHeartbeats({"CPU", "Mem"});
+  SaveForms("CPU", {{"Disk1", "Server 1", "DiskFull", kGuidDisk1}});
+
+  std::shared_ptr<IncidentForms> forms = Pass();
+  EXPECT_EQ(forms->AllForms().size(), 0u);
+  EXPECT_EQ(Record(), "CPU::[Disk1][Disk2]:;:Mem::[Swap]:;:");
+  EXPECT_EQ(Logged("Starting new configuration record").size(), 1u);
+  EXPECT_EQ(Logged("# of configurations for module = CPU = 1").size(), 1u);
+  EXPECT_EQ(Logged("No configuration changes detected. Will not check for open events").size(), 1u);
+  EXPECT_FALSE(std::filesystem::exists(m_home / "ModuleMessages"));
+  EXPECT_EQ(GetPrivateProfileSectionNames(HeartbeatFile()), (std::vector<std::string>{"CPU", "Mem"}));
+  EXPECT_EQ(m_monitor->LastFileCount(), 2);
+  EXPECT_FALSE(m_monitor->LastConfigurationUpdate().IsZero());
+  EXPECT_EQ(Errors(), 0u);
+
+  // Nothing changed: one listing, no file read, the record as it was.
+  m_log->Clear();
+  m_files->lists = 0;
+  m_files->reads = 0;
+  EXPECT_EQ(Pass()->AllForms().size(), 0u);
+  EXPECT_EQ(m_files->lists, 1);
+  EXPECT_EQ(m_files->reads, 0);
+  EXPECT_EQ(Logged("LoadConfigurationFiles: Load Sections = False").size(), 1u);
+  EXPECT_TRUE(Logged("Loading sections").empty());
+  EXPECT_EQ(Record(), "CPU::[Disk1][Disk2]:;:Mem::[Swap]:;:");
+}
+
+TEST_F(AgentMonitorTest, RemovedSectionClosesItsEventsOnceAndOnlyThere) {
+  StartWithTwoModules();
+  WriteModule("CPU", {"Disk2"});
+
+  std::shared_ptr<IncidentForms> forms = Pass();
+  ASSERT_EQ(forms->AllForms().size(), 1u);
+  const IncidentForm& closing = *forms->AllForms()[0];
+  EXPECT_EQ(closing.AlertStatus(), AlertOff);
+  EXPECT_EQ(closing.Resource(), "Server1");  // resources are held without blanks
+  EXPECT_EQ(closing.Condition(), "DiskFull");
+  EXPECT_EQ(closing.Priority(), 3);
+  EXPECT_TRUE(closing.ProcessedByMM());
+  EXPECT_EQ(closing.KeyAttributes(), "Detail");
+  EXPECT_EQ(closing.ConfigMoniker(), "AgentCheck");
+  EXPECT_EQ(Text(closing, "mvGUID"), kGuidDisk1);
+  EXPECT_EQ(Text(closing, "mvConfigurationID"), "Disk1");
+  EXPECT_EQ(Text(closing, "Detail"), "used 95% of 40 GB");
+  EXPECT_EQ(Text(closing, "ClosedUser"), "<Closed By Agent Due To Deleted Configuration>");
+  EXPECT_FALSE(closing.UpdateOccurred());
+
+  // The module's own MonitorManager gets a marker; the other events are left alone.
+  EXPECT_EQ(ReadBytes(MarkerPath("CPU", kGuidDisk1)), std::string(kGuidDisk1) + "\r\n");
+  EXPECT_FALSE(std::filesystem::exists(MarkerPath("CPU", kGuidDisk2)));
+  EXPECT_FALSE(std::filesystem::exists(m_home / "ModuleMessages/Mem"));
+  EXPECT_EQ(GetPrivateProfileSectionNames(HeartbeatFile()), std::vector<std::string>{"Mem"});
+  EXPECT_EQ(Record(), "CPU::[Disk2]:;:Mem::[Swap]:;:");
+  EXPECT_EQ(Logged("LoadConfigurationFiles: Found removed configuration = Disk1 for module = CPU").size(), 1u);
+  EXPECT_EQ(Logged("ProcessOpenEvents: Checking IncidentForm serialize file for module = CPU").size(), 1u);
+  EXPECT_EQ(Logged("CreateEventCloseMessage: Created close request file with GUID " + std::string(kGuidDisk1)).size(),
+            1u);
+  EXPECT_EQ(Logged("ProcessOpenEvents: Sent a close incident for the event.").size(), 1u);
+  EXPECT_EQ(Logged("LoadConfigurationFiles: Completed").size(), 1u);
+  EXPECT_EQ(Errors(), 0u);
+
+  // A later change elsewhere doesn't report the same removal again.
+  m_log->Clear();
+  WriteModule("Mem", {"Swap", "Page"});
+  EXPECT_EQ(Pass()->AllForms().size(), 0u);
+  EXPECT_TRUE(Logged("Found removed configuration").empty());
+  EXPECT_EQ(Record(), "CPU::[Disk2]:;:Mem::[Swap][Page]:;:");
+}
+
+TEST_F(AgentMonitorTest, DeletedModuleFileRemovesAllItsSections) {
+  StartWithTwoModules();
+  DeleteModule("CPU");
+
+  std::shared_ptr<IncidentForms> forms = Pass();
+  ASSERT_EQ(forms->AllForms().size(), 2u);
+  EXPECT_EQ(Text(*forms->AllForms()[0], "mvConfigurationID"), "Disk1");
+  EXPECT_EQ(Text(*forms->AllForms()[1], "mvConfigurationID"), "Disk2");
+  EXPECT_TRUE(std::filesystem::exists(MarkerPath("CPU", kGuidDisk1)));
+  EXPECT_TRUE(std::filesystem::exists(MarkerPath("CPU", kGuidDisk2)));
+  EXPECT_EQ(Logged("Found removed configuration").size(), 2u);
+  EXPECT_EQ(Record(), "Mem::[Swap]:;:");
+  EXPECT_EQ(m_monitor->LastFileCount(), 1);
+  EXPECT_EQ(GetPrivateProfileSectionNames(HeartbeatFile()), std::vector<std::string>{"Mem"});
+}
+
+TEST_F(AgentMonitorTest, RenamedSectionIsOneRemovalAndAMovedNameIsNone) {
+  StartWithTwoModules();
+  // Disk2 is renamed (to a name that holds the old one); Swap moves from Mem to CPU under the same name.
+  WriteModule("CPU", {"Disk1", "Disk22", "Swap"});
+  WriteModule("Mem", {"Page"});
+
+  std::shared_ptr<IncidentForms> forms = Pass();
+  EXPECT_EQ(Logged("Found removed configuration").size(), 1u);
+  EXPECT_EQ(Logged("Found removed configuration = Disk2 for module = CPU").size(), 1u);
+  ASSERT_EQ(forms->AllForms().size(), 1u);
+  EXPECT_EQ(Text(*forms->AllForms()[0], "mvGUID"), kGuidDisk2);
+  EXPECT_FALSE(std::filesystem::exists(m_home / "ModuleMessages/Mem"));
+  EXPECT_EQ(Record(), "CPU::[Disk1][Disk22][Swap]:;:Mem::[Page]:;:");
+}
+
+TEST_F(AgentMonitorTest, ModulesTheServiceDoesNotRunAreNotRecorded) {
+  WriteModule("CPU", {"Disk1", "Disk2"});
+  WriteModule("Stray", {"One"});
+  WriteServiceFile({"CPU", "Empty"});
+  WriteWholeFile(m_home / "ModuleConfigs/Empty.ini", "");
+  WriteHeartbeats({"CPU"});
+  SaveForms("CPU", {{"Disk1", "Server 1", "DiskFull", kGuidDisk1}});
+
+  EXPECT_EQ(Pass()->AllForms().size(), 0u);
+  EXPECT_EQ(Record(), "CPU::[Disk1][Disk2]:;:");
+  EXPECT_EQ(Logged("LoadConfigurationFiles: No service file entry for module = Stray").size(), 1u);
+  EXPECT_EQ(Logged("LoadConfigurationFiles: Invalid sections for module = Empty").size(), 1u);
+
+  // The service stops running CPU: its sections count as removed, though the file stays.
+  m_log->Clear();
+  WriteServiceFile({"Empty"});
+  std::shared_ptr<IncidentForms> forms = Pass();
+  EXPECT_EQ(Logged("LoadConfigurationFiles: No service file entry for module = CPU").size(), 1u);
+  EXPECT_EQ(Logged("Found removed configuration").size(), 2u);
+  ASSERT_EQ(forms->AllForms().size(), 1u);
+  EXPECT_EQ(Text(*forms->AllForms()[0], "mvConfigurationID"), "Disk1");
+  EXPECT_TRUE(std::filesystem::exists(MarkerPath("CPU", kGuidDisk1)));
+  EXPECT_EQ(Record(), "");
+  EXPECT_TRUE(GetPrivateProfileSectionNames(HeartbeatFile()).empty());
+}
+
+TEST_F(AgentMonitorTest, FormWithoutGuidIsClosedWithoutMarker) {
+  WriteModule("CPU", {"Disk1", "Disk2"});
+  WriteServiceFile({"CPU"});
+  SaveForms("CPU", {{"Disk1", "Server 1", "DiskFull", std::nullopt}});
+  Pass();
+  WriteModule("CPU", {"Disk2"});
+
+  std::shared_ptr<IncidentForms> forms = Pass();
+  ASSERT_EQ(forms->AllForms().size(), 1u);
+  EXPECT_EQ(forms->AllForms()[0]->AlertStatus(), AlertOff);
+  EXPECT_EQ(Text(*forms->AllForms()[0], "ClosedUser"), "<Closed By Agent Due To Deleted Configuration>");
+  EXPECT_FALSE(std::filesystem::exists(m_home / "ModuleMessages"));
+  EXPECT_TRUE(Logged("CreateEventCloseMessage").empty());
+}
+
+TEST_F(AgentMonitorTest, ModuleWithoutFormFileLosesOnlyItsHeartbeatSection) {
+  WriteModule("CPU", {"Disk1", "Disk2"});
+  WriteModule("Mem", {"Swap"});
+  WriteServiceFile({"CPU", "Mem"});
+  WriteHeartbeats({"CPU", "Mem"});
+  Pass();
+  WriteModule("CPU", {"Disk2"});
+
+  EXPECT_EQ(Pass()->AllForms().size(), 0u);
+  EXPECT_EQ(GetPrivateProfileSectionNames(HeartbeatFile()), std::vector<std::string>{"Mem"});
+  EXPECT_EQ(GetPrivateProfileString("Mem", "HBDate", "", HeartbeatFile()), "2024-03-05T10:30:00Z");
+  EXPECT_FALSE(std::filesystem::exists(m_home / "ModuleMessages"));
+  EXPECT_FALSE(std::filesystem::exists(m_home / "Serialize/IFCPU.SER"));
+  EXPECT_EQ(Logged("ProcessOpenEvents: Completed").size(), 1u);
+  EXPECT_EQ(Errors(), 0u);
+}
+
+TEST_F(AgentMonitorTest, FailuresAreLoggedPerRoutineAndEndOnlyThatRoutine) {
+  StartWithTwoModules();
+  // A file where the messages folder belongs: no marker can be written.
+  WriteWholeFile(m_home / "ModuleMessages", "in the way");
+  WriteModule("CPU", {"Disk2"});
+
+  std::shared_ptr<IncidentForms> forms = Pass();
+  const std::vector<std::string> failures = Logged("CreateEventCloseMesssage: ");
+  ASSERT_EQ(failures.size(), 1u);
+  EXPECT_EQ(m_log->Matching("CreateEventCloseMesssage: ")[0].level, logLevelError);
+  EXPECT_EQ(Errors(), 1u);
+  // The close incident goes out all the same.
+  ASSERT_EQ(forms->AllForms().size(), 1u);
+  EXPECT_EQ(Text(*forms->AllForms()[0], "mvGUID"), kGuidDisk1);
+}
+
+TEST_F(AgentMonitorTest, FailedRecordBuildIsNotRepeatedUntilTheFilesChange) {
+  WriteModule("CPU", {"Disk1"});
+  WriteServiceFile({"CPU"});
+  std::shared_ptr<IncidentForms> forms = std::make_shared<IncidentForms>();
+  std::shared_ptr<IncidentState> noState;
+  LogManagerRef log = m_log;
+  m_monitor->GetIncident(forms, noState, nullptr, log);
+  const std::vector<testing::LogLine> failures = m_log->Matching("LoadConfigurationFiles: Object required");
+  ASSERT_EQ(failures.size(), 1u);
+  EXPECT_EQ(failures[0].level, logLevelError);
+  EXPECT_EQ(failures[0].category, "AgentMonitor");
+  EXPECT_EQ(Logged("ProcessOpenEvents: Completed").size(), 0u);
+  EXPECT_EQ(Logged("No configuration changes detected").size(), 1u);
+
+  // The times were taken before the failure: the next pass sees no change.
+  m_log->Clear();
+  Pass();
+  EXPECT_EQ(Logged("Load Sections = False").size(), 1u);
+  EXPECT_FALSE(m_state->Exists(AgentMonitor::kRecordKey));
+  WriteModule("CPU", {"Disk1", "Disk2"});
+  Pass();
+  EXPECT_EQ(Record(), "CPU::[Disk1][Disk2]:;:");
+}
+
+TEST_F(AgentMonitorTest, WithoutLogManagerFailuresAreRaised) {
+  WriteModule("CPU", {"Disk1"});
+  WriteServiceFile({"CPU"});
+  std::shared_ptr<IncidentForms> forms = std::make_shared<IncidentForms>();
+  std::shared_ptr<IncidentState> noState;
+  LogManagerRef noLog;
+  try {
+    m_monitor->GetIncident(forms, noState, nullptr, noLog);
+    ADD_FAILURE() << "no error raised";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.Number(), kErrObjectRequired);
+    EXPECT_EQ(error.Description(), "GetIncident: LoadConfigurationFiles: Object required");
+  }
+}
+
+TEST_F(AgentMonitorTest, CloseMessageReplacesAnOlderMarkerAndCreatesFolders) {
+  WriteWholeFile(MarkerPath("Mem", kGuidSwap), "stale content that is longer than a GUID\r\n");
+  CreateEventCloseMessage(m_home.Path(), kGuidSwap, "Mem", m_log, "Configuration");
+  EXPECT_EQ(ReadBytes(MarkerPath("Mem", kGuidSwap)), std::string(kGuidSwap) + "\r\n");
+  CreateEventCloseMessage(m_home.Path(), kGuidDisk1, "CPU", m_log, "Configuration");
+  EXPECT_EQ(ReadBytes(MarkerPath("CPU", kGuidDisk1)), std::string(kGuidDisk1) + "\r\n");
+  EXPECT_EQ(m_log->Matching("CreateEventCloseMessage: Creating close request file with GUID", "Configuration").size(),
+            2u);
+  EXPECT_EQ(m_log->Matching("CreateEventCloseMessage: Created close request file with GUID", "Configuration").size(),
+            2u);
+}
+
+TEST_F(AgentMonitorTest, RegisteredClassIsAMonitor) {
+  ClassRegistry registry;
+  RegisterAgentMonitor(registry);
+  RegisterAgentMonitor(registry);
+  ObjectRef object = registry.TryCreate("koradevservices.agentmonitor");
+  ASSERT_NE(object, nullptr);
+  EXPECT_EQ(object->ClassId(), AgentMonitor::kClassId);
+  EXPECT_NE(std::dynamic_pointer_cast<IMonitor>(object), nullptr);
+}
+
+}  // namespace
+}  // namespace korad
