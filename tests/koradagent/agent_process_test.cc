@@ -1,19 +1,13 @@
 // The built program on a temporary home: exit codes, a plug-in loaded by the program
 // itself, and a clean stop on SIGTERM.
 #include <gtest/gtest.h>
-#include <fcntl.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
 #include <thread>
 
+#include "support/child_process.h"
 #include "support/temp_folder.h"
-
-extern char** environ;
 
 namespace korad::agent {
 namespace {
@@ -27,43 +21,11 @@ constexpr const char* kProgram = KORAD_BUILD_DIR "/koradagent";
 
 class AgentProcessTest : public ::testing::Test {
  protected:
-  void TearDown() override {
-    if (m_pid > 0) {  // a test that failed half-way leaves no process behind
-      kill(m_pid, SIGKILL);
-      waitpid(m_pid, nullptr, 0);
-    }
-  }
-
   // Starts the program with `args`; its stdout and stderr go to files in the home.
   void Spawn(const std::vector<std::string>& args) {
-    std::vector<std::string> all{kProgram};
-    all.insert(all.end(), args.begin(), args.end());
-    std::vector<char*> argv;
-    for (std::string& arg : all) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    const std::string out = m_home / "stdout.txt";
-    const std::string err = m_home / "stderr.txt";
-    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    ASSERT_EQ(posix_spawn(&m_pid, kProgram, &actions, nullptr, argv.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
+    ASSERT_TRUE(m_agent.Start(kProgram, args, m_home / "stdout.txt", m_home / "stderr.txt"));
   }
-  // The exit code, or -1 if the program hasn't exited within `limit` (or died of a signal).
-  int WaitForExit(std::chrono::milliseconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (std::chrono::steady_clock::now() < end) {
-      int status = 0;
-      const pid_t done = waitpid(m_pid, &status, WNOHANG);
-      if (done == m_pid) {
-        m_pid = 0;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-      }
-      std::this_thread::sleep_for(10ms);
-    }
-    return -1;
-  }
+  int WaitForExit(std::chrono::milliseconds limit) { return m_agent.WaitForExit(limit); }
   int Run(const std::vector<std::string>& args) {
     Spawn(args);
     return WaitForExit(20s);
@@ -82,7 +44,7 @@ class AgentProcessTest : public ::testing::Test {
   }
 
   TempHome m_home;
-  pid_t m_pid = 0;
+  korad::testing::ChildProcess m_agent;
 };
 
 TEST_F(AgentProcessTest, StopsCleanlyOnSigtermWithinSeconds) {
@@ -98,7 +60,7 @@ TEST_F(AgentProcessTest, StopsCleanlyOnSigtermWithinSeconds) {
   ASSERT_TRUE(WaitForLog("plug-in probe 'in the program' executed")) << Log();
   ASSERT_TRUE(WaitForLog("Section 'State Two': running KORADevServices.IncidentState")) << Log();
 
-  ASSERT_EQ(kill(m_pid, SIGTERM), 0);
+  ASSERT_TRUE(m_agent.Kill(SIGTERM));
   EXPECT_EQ(WaitForExit(5s), 0) << Log();
   EXPECT_NE(Log().find("Stop requested by SIGTERM"), std::string::npos);
   EXPECT_NE(Log().find("Agent stopped"), std::string::npos);
