@@ -143,11 +143,25 @@ class MonitorManager final : public Dispatchable<MonitorManager> {
   // A trace line under MonitorName (or `category`).
   void Trace(std::string_view text, KORADSLog_Level level = logLevelDebug, std::string_view category = {}) const;
   OleDate ConfigFileTime() const;
+  // The file time of ConfigurationSource through one stat of the path as last resolved;
+  // false when it doesn't exist. Allocates nothing while the resolved path still holds.
+  bool StatConfigSource(OleDate& fileTime);
+  // The value of a key of the configuration in hand; raises when it is missing.
+  static std::string ConfigValue(const Configurations& configurations, std::string_view key);
 
   // ---- monitor_pass.cc ----
   void RunConfigurationPass(bool timeDue, bool configChanged, bool heartbeatDue);
   void FillInitialAttributes(Configurations& configurations);
   void SendHeartbeat(std::string_view passName);
+  // Step 8 of the pass for the configuration in hand; sets the touched marks.
+  void RunConfiguration(const SectionNameArray& sections, bool heartbeatDue, bool& stateTouched,
+                        bool& formsTouched, bool& fullPass, bool& leaveLoop);
+  // Validation, the plug-in's GetIncident and its error (step 8h); true when it ran.
+  bool ValidateAndGetIncident(const std::shared_ptr<IMonitor>& monitor);
+  void AfterRun(const std::string& name);
+  void SaveState(const SectionNameArray& sections, bool stateTouched, bool formsTouched);
+  void UnloadIfSleeping();
+  std::string ConfigurationName() const;
 
   // ---- monitor_decision.cc ----
   // The keys of the configuration in hand that steer the decision.
@@ -217,6 +231,9 @@ class MonitorManager final : public Dispatchable<MonitorManager> {
   bool m_monitorCreateFailed = false;
   std::string m_homeDirectory;
   std::string m_sharedProgramFolder;
+  // ConfigurationSource as resolved on disk, and the text it was resolved from.
+  std::string m_statPath;
+  std::string m_statPathFor;
 
   // Working fields of the decision and the emission.
   std::string m_incidentString;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <atomic>
 #include <cerrno>
 #include <string>
@@ -39,6 +40,15 @@ std::string_view NameOf(std::string_view path) {
   return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }
 
+
+// stat() of the native form of `path`, built on the stack.
+bool StatAsWritten(std::string_view path, struct stat& st) {
+  char native[PATH_MAX];
+  if (path.empty() || path.size() >= sizeof native) return false;
+  for (size_t i = 0; i < path.size(); ++i) native[i] = path[i] == '\\' ? '/' : path[i];
+  native[path.size()] = '\0';
+  return ::stat(native, &st) == 0;
+}
 
 bool PathExists(const std::string& path) {
   struct stat st;
@@ -87,9 +97,11 @@ class LinuxFileSystem final : public FileSystem {
   }
 
   std::optional<FileInfo> Stat(std::string_view path) override {
-    std::string native = NativePath(path);
     struct stat st;
-    if (::stat(native.c_str(), &st) != 0) {  // one stat when the name is written as it is
+    // One stat, and no allocation, when the name is written as it is: the idle tick of
+    // every monitor asks this of its ini file.
+    if (!StatAsWritten(path, st)) {
+      std::string native = NativePath(path);
       Resolution found = ResolveComponents(native, /*knownMissing=*/true);
       if (found.unresolved > 0 || ::stat(found.path.c_str(), &st) != 0) return std::nullopt;
     }

@@ -1,0 +1,175 @@
+// Configuration errors and module heartbeats. Each configuration's last error is kept in
+// ConfigErrors, stored across restarts in the module's own CE<name>.SER, and written on
+// each heartbeat into the section of this module in the shared MonitorHeartbeats.SER,
+// where the agent's heartbeat picks it up.
+#include <string>
+#include <vector>
+
+#include "foundation/contracts/error.h"
+#include "foundation/global_functions.h"
+#include "foundation/file_functions.h"
+#include "monitor/monitor_manager.h"
+#include "platform/date_time_converter.h"
+#include "platform/file_system.h"
+#include "platform/platform.h"
+#include "platform/profile.h"
+#include "platform/scripting_dictionary.h"
+#include "platform/string_builder.h"
+
+namespace korad {
+namespace {
+
+constexpr std::string_view kCrLf = "\r\n";
+constexpr std::string_view kFileLineBreak = "**morvaneCrLf**";
+constexpr std::string_view kHeartbeatLineBreak = "***mvCrLf***";
+
+std::string WithoutTrailingSeparator(std::string path) {
+  while (!path.empty() && (path.back() == '/' || path.back() == '\\')) path.pop_back();
+  return path;
+}
+
+// The heartbeat value is one ini line: pairs first, then any lone CR or LF goes.
+std::string OneLine(std::string_view text) {
+  std::string flat = ReplaceText(text, kCrLf, kHeartbeatLineBreak);
+  std::erase_if(flat, [](char c) { return c == '\r' || c == '\n'; });
+  return flat;
+}
+
+}  // namespace
+
+std::string MonitorManager::BuildConfigurationError() {
+  std::string text;
+  Guard("MonitorManager.BuildConfigurationError: ", [&] {
+    Trace("Build ConfigErr: Preparing to process keys for " + m_monitorName);
+    if (!m_configErrors) return;
+    for (const std::string& key : m_configErrors->Keys()) {
+      const Value* item = m_configErrors->Find(key);
+      const std::string error = item ? item->ToText() : std::string();
+      if (error.empty()) {
+        Trace("Build ConfigErr: No ConfigErr found for " + key);
+        continue;
+      }
+      Trace("Build ConfigErr: Processing key '" + key + "'");
+      if (m_configErrors->Exists(key)) {
+        text += "[mv[" + key + "]]: " + error + std::string(kCrLf) + std::string(kCrLf);
+        Trace("Build ConfigErr: Processed key '" + key + "': " + error);
+      } else {
+        Trace("Build ConfigErr: No error found for '" + key + "'");
+      }
+    }
+  });
+  return text;
+}
+
+void MonitorManager::CleanConfigErrors(const SectionNameArray& sections) {
+  Guard("MonitorManager.CleanConfigErrors: ", [&] {
+    if (!sections) return;
+    std::string joined;
+    for (size_t i = 0; i < sections->size(); ++i) {
+      if (i > 0) joined += "-";
+      joined += (*sections)[i];
+    }
+    joined += "-";
+    if (!m_configErrors) return;
+    // Searched without a "-" in front: the error of a removed configuration whose name
+    // is the tail of a remaining one stays. Kept so, as the server has always seen it.
+    const std::string haystack = UpperAscii(joined);
+    for (const std::string& key : m_configErrors->Keys()) {
+      if (haystack.find(UpperAscii(key + "-")) != std::string::npos) continue;
+      m_configErrors->Remove(key);
+      Trace("CleanConfigErrors: Removing Configuration Errors for " + key);
+    }
+  });
+}
+
+void MonitorManager::UpdateHeartbeats(std::string_view moduleName, std::string_view errorText) {
+  Guard("MonitorManager.UpdateHeartbeats: ", [&] {
+    const std::string folder = m_homeDirectory + "/Serialize/";
+    try {
+      if (!FileExists(folder)) Platform::Current().GetFileSystem().CreateDirectories(folder);
+    } catch (...) {
+      // The write below reports it.
+    }
+    const std::string file = folder + "MonitorHeartbeats.SER";
+    const std::string error = OneLine(errorText);
+    const std::string date = DateTimeConverter::ToUniversalText(UTCNow());
+    if (!WritePrivateProfileString(moduleName, "HBDate", date, file)) {
+      RaiseLibraryError("Could not write to Module Heartbeats file (1)");
+    }
+    if (!WritePrivateProfileString(moduleName, "CurrentError", error, file)) {
+      RaiseLibraryError("Could not write to Module Heartbeats file (2)");
+    }
+  });
+}
+
+namespace {
+
+// Where the configuration error file lives, and its name.
+std::string ConfigErrorFolder(const std::string& serializeLocation, const std::string& homeDirectory) {
+  if (serializeLocation.empty()) return WithoutTrailingSeparator(homeDirectory) + "/Serialize";
+  return WithoutTrailingSeparator(serializeLocation);
+}
+
+std::string ConfigErrorFile(const std::string& folder, std::string_view moduleName) {
+  return folder + "/CE" + StripSpaces(moduleName) + ".SER";
+}
+
+}  // namespace
+
+void MonitorManager::LoadConfigurationErrors(std::string_view moduleName) {
+  Guard("MonitorManager.LoadConfigurationErrors: ", [&] {
+    if (!m_configErrors) m_configErrors = std::make_shared<ScriptingDictionary>();
+    m_configErrors->RemoveAll();
+    Trace("LoadConfigurationErrors: Cleared Configuration Errors for " + std::string(moduleName));
+    const std::string file = ConfigErrorFile(ConfigErrorFolder(m_serializeLocation, m_homeDirectory), moduleName);
+    std::string content;
+    try {
+      content = Platform::Current().GetFileSystem().ReadFile(file);
+    } catch (...) {
+      const Error failure = CurrentExceptionAsError();
+      // A module that never had an error has no file.
+      if (failure.Number() == kErrFileNotFound || failure.Number() == kErrPathNotFound) return;
+      Trace("LoadConfigurationErrors: Failed load " + file + " (Error = " + std::to_string(failure.Number()) + "/" +
+                failure.Description() + ")",
+            logLevelError);
+      throw failure;
+    }
+    size_t start = 0;
+    while (start < content.size()) {
+      size_t end = content.find('\n', start);
+      if (end == std::string::npos) end = content.size();
+      std::string_view line(content.data() + start, end - start);
+      if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+      start = end + 1;
+      const size_t equals = line.find('=');
+      if (equals == std::string_view::npos || equals == 0) continue;
+      const std::string key(line.substr(0, equals));
+      const std::string value = ReplaceText(line.substr(equals + 1), kFileLineBreak, kCrLf);
+      m_configErrors->SetItem(key, Value(value));
+    }
+    Trace("LoadConfigurationErrors: Loaded Configuration Errors for " + std::string(moduleName));
+  });
+}
+
+void MonitorManager::SaveConfigurationErrors(std::string_view moduleName) {
+  Guard("MonitorManager.SaveConfigurationErrors: ", [&] {
+    const std::string folder = ConfigErrorFolder(m_serializeLocation, m_homeDirectory);
+    FileSystem& files = Platform::Current().GetFileSystem();
+    try {
+      files.CreateDirectories(folder);
+    } catch (...) {
+      // The write below reports it.
+    }
+    StringBuilder text;
+    if (m_configErrors) {
+      m_configErrors->ForEach([&](const std::string& key, const Value& item) {
+        if (key.empty()) return;
+        text.Append(key).Append("=").Append(ReplaceText(item.ToText(), kCrLf, kFileLineBreak)).Append(kCrLf);
+      });
+    }
+    // Always rewritten; with no errors the file is empty. Replaced whole, never half.
+    files.WriteFileAtomic(ConfigErrorFile(folder, moduleName), text.Text());
+  });
+}
+
+}  // namespace korad
