@@ -38,7 +38,8 @@ bool MonitorKeys::Boolean(std::string_view key, bool fallback) const {
 
 std::vector<std::string> MonitorKeys::List(std::string_view key) const {
   std::vector<std::string> items;
-  for (std::string_view item : SplitNonEmpty(Text(key), ',')) {
+  const std::string text = Text(key);
+  for (std::string_view item : SplitNonEmpty(text, ',')) {
     const std::string_view trimmed = TrimBlanks(item);
     if (!trimmed.empty()) items.emplace_back(trimmed);
   }
