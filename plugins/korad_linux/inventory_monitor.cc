@@ -50,7 +50,8 @@ void AddInterfaces(TrackedObjects& objects, const std::string& resource, SystemF
     if (!object) continue;
     AddProperty(*object, "State", facet.up ? "Up" : "Down");
     AddProperty(*object, "Loopback", facet.loopback ? "True" : "False");
-    AddProperty(*object, "MACAddress", facet.macAddress);
+    // The loopback's all-zero address says nothing.
+    if (facet.macAddress.find_first_not_of("0:") != std::string::npos) AddProperty(*object, "MACAddress", facet.macAddress);
     AddProperty(*object, "IPv4Addresses", Joined(facet.ipv4Addresses));
     AddProperty(*object, "IPv6Addresses", Joined(facet.ipv6Addresses));
   }

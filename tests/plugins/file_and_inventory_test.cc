@@ -62,7 +62,7 @@ class InventoryMonitorTest : public MonitorFixture {
   InventoryMonitorTest() {
     facts->Mount("/dev/sda1", "/", "ext4", 100000, 40000);
     facts->Mount("proc", "/proc", "proc", 0, 0);
-    facts->interfaces = {{"lo", true, true, "", {"127.0.0.1/8"}, {"::1/128"}},
+    facts->interfaces = {{"lo", true, true, "00:00:00:00:00:00", {"127.0.0.1/8"}, {"::1/128"}},
                          {"eth0", true, false, "52:54:00:12:34:56", {"192.0.2.10/24"}, {}}};
     facts->operatingSystem = {"host1", "Linux", "6.1.0-18-amd64", "#1 SMP", "x86_64",
                               "Debian GNU/Linux", "Debian GNU/Linux 12 (bookworm)", "debian", "12"};
@@ -86,6 +86,7 @@ TEST_F(InventoryMonitorTest, MountsInterfacesAndSystemAsTrackedObjectsWithNoForm
   EXPECT_EQ(Property("host1:::eth0:::NetworkInterface", "MACAddress"), "52:54:00:12:34:56");
   EXPECT_EQ(Property("host1:::eth0:::NetworkInterface", "IPv4Addresses"), "192.0.2.10/24");
   EXPECT_EQ(Property("host1:::lo:::NetworkInterface", "Loopback"), "True");
+  EXPECT_EQ(forms->GetTrackedObjects()->Item(Value("host1:::lo:::NetworkInterface"))->Properties()->Count(), 4);
   EXPECT_EQ(Property("host1:::Kernel:::OperatingSystem", "Release"), "6.1.0-18-amd64");
   EXPECT_EQ(Property("host1:::OSRelease:::OperatingSystem", "PrettyName"), "Debian GNU/Linux 12 (bookworm)");
   EXPECT_EQ(Property("host1:::Processor:::Hardware", "Count"), "4");
