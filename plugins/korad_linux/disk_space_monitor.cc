@@ -36,7 +36,9 @@ void DiskSpaceMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms
   if (wanted.empty()) {
     watched = DiskMounts(table);
   } else {
-    for (const std::string& point : wanted) {
+    for (std::string point : wanted) {
+      // "/data/" names the mount at "/data".
+      while (point.size() > 1 && point.back() == '/') point.pop_back();
       if (const MountEntry* mount = FindMount(table, point)) {
         watched.push_back(*mount);
         continue;

@@ -166,7 +166,7 @@ TEST_F(DiskSpaceMonitorTest, EveryDiskBackedMountUnderTheShareGetsItsOwnForm) {
 }
 
 TEST_F(DiskSpaceMonitorTest, ListedMountsOnlyAndAMissingOneIsReported) {
-  ASSERT_EQ(Configure<DiskSpaceMonitor>({{"Mounts", " /home , /data"}, {"MinFreeMB", "70000"}}), "");
+  ASSERT_EQ(Configure<DiskSpaceMonitor>({{"Mounts", " /home/ , /data"}, {"MinFreeMB", "70000"}}), "");
   const std::vector<IncidentFormRef> reported = Run();
   ASSERT_EQ(reported.size(), 2u);
   EXPECT_EQ(reported[0]->Resource(), "/data");
