@@ -50,7 +50,7 @@ void FileMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
                path + ": " + std::to_string(info->size) + " bytes, written " + NumberText(age, 0) + " seconds ago");
   if (maxAge && age > *maxAge) {
     ReportProblem(*incidentForms, path, "FileTooOld",
-                  {pathAttribute, FormAttribute("AgeSeconds", NumberText(std::floor(age), 0)),
+                  {pathAttribute, FormAttribute("AgeSeconds", NumberText(age, 0)),
                    FormAttribute("MaxAgeSeconds", NumberText(*maxAge, 0)),
                    FormAttribute("LastWriteUTC", FormatDate(info->modifiedUtc))},
                   reportUpdates, "Path");
