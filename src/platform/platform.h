@@ -16,7 +16,9 @@ class HostApplication;
 class Clock;
 class Encrypter;
 class FileSystem;
+class ProcessLauncher;
 class Registry;
+class SystemFacts;
 
 // Holds one service: the first Get makes it, Set replaces it. Replaced services are
 // kept alive until the slot dies, so a reference handed out earlier stays valid.
@@ -73,6 +75,12 @@ class Platform {
   Encrypter& GetEncrypter();
   void SetEncrypter(std::shared_ptr<Encrypter> encrypter);
 
+  ProcessLauncher& GetProcessLauncher();
+  void SetProcessLauncher(std::shared_ptr<ProcessLauncher> launcher);
+
+  SystemFacts& GetSystemFacts();
+  void SetSystemFacts(std::shared_ptr<SystemFacts> facts);
+
   // Drops every replacement and made service: the next use makes them anew. For tests.
   void Reset();
 
@@ -83,6 +91,8 @@ class Platform {
   std::unique_ptr<ServiceSlot<HostApplication>> m_application = std::make_unique<ServiceSlot<HostApplication>>();
   std::unique_ptr<ServiceSlot<Registry>> m_registry = std::make_unique<ServiceSlot<Registry>>();
   std::unique_ptr<ServiceSlot<Encrypter>> m_encrypter = std::make_unique<ServiceSlot<Encrypter>>();
+  std::unique_ptr<ServiceSlot<ProcessLauncher>> m_processLauncher = std::make_unique<ServiceSlot<ProcessLauncher>>();
+  std::unique_ptr<ServiceSlot<SystemFacts>> m_systemFacts = std::make_unique<ServiceSlot<SystemFacts>>();
 };
 
 }  // namespace korad

@@ -6,7 +6,9 @@
 #include "platform/encrypter.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
+#include "platform/process.h"
 #include "platform/registry.h"
+#include "platform/system_facts.h"
 
 namespace korad {
 
@@ -47,12 +49,22 @@ void Platform::SetEncrypter(std::shared_ptr<Encrypter> encrypter) {
   m_encrypter->Set(std::move(encrypter));
 }
 
+ProcessLauncher& Platform::GetProcessLauncher() { return m_processLauncher->Get(MakePosixProcessLauncher); }
+void Platform::SetProcessLauncher(std::shared_ptr<ProcessLauncher> launcher) {
+  m_processLauncher->Set(std::move(launcher));
+}
+
+SystemFacts& Platform::GetSystemFacts() { return m_systemFacts->Get(MakeProcSystemFacts); }
+void Platform::SetSystemFacts(std::shared_ptr<SystemFacts> facts) { m_systemFacts->Set(std::move(facts)); }
+
 void Platform::Reset() {
   m_clock = std::make_unique<ServiceSlot<Clock>>();
   m_fileSystem = std::make_unique<ServiceSlot<FileSystem>>();
   m_application = std::make_unique<ServiceSlot<HostApplication>>();
   m_registry = std::make_unique<ServiceSlot<Registry>>();
   m_encrypter = std::make_unique<ServiceSlot<Encrypter>>();
+  m_processLauncher = std::make_unique<ServiceSlot<ProcessLauncher>>();
+  m_systemFacts = std::make_unique<ServiceSlot<SystemFacts>>();
 }
 
 }  // namespace korad

@@ -1,0 +1,7 @@
+// The plug-in's entry: the host calls it once after loading the shared object.
+#include "foundation/contracts/class_registry.h"
+#include "korad_linux/monitors.h"
+
+extern "C" __attribute__((visibility("default"))) void KoradRegister(korad::ClassRegistry& registry) {
+  korad::RegisterLinuxMonitors(registry);
+}

@@ -1,0 +1,89 @@
+#include "korad_linux/monitor_support.h"
+
+#include <cmath>
+
+#include "foundation/configurations.h"
+#include "foundation/contracts/error.h"
+#include "foundation/contracts/text.h"
+#include "foundation/validation_rules.h"
+#include "incident/incident_forms.h"
+
+namespace korad {
+
+std::string MonitorKeys::Text(std::string_view key, std::string_view fallback) const {
+  if (!m_configurations.Exists(key)) return std::string(fallback);
+  const std::string_view value = TrimBlanks(m_configurations.Item(key)->Value());
+  return std::string(value.empty() ? fallback : value);
+}
+
+std::optional<double> MonitorKeys::OptionalNumber(std::string_view key) const {
+  const std::string text = Text(key);
+  if (text.empty()) return std::nullopt;
+  const std::optional<double> number = ParseNumber(text);
+  if (!number || !std::isfinite(*number)) Invalid(key, text, "a number");
+  return number;
+}
+
+double MonitorKeys::Number(std::string_view key, double fallback) const {
+  return OptionalNumber(key).value_or(fallback);
+}
+
+bool MonitorKeys::Boolean(std::string_view key, bool fallback) const {
+  const std::string text = NormalizeKey(Text(key));
+  if (text.empty()) return fallback;
+  if (text == "TRUE" || text == "YES" || text == "1") return true;
+  if (text == "FALSE" || text == "NO" || text == "0") return false;
+  Invalid(key, Text(key), "True or False");
+}
+
+std::vector<std::string> MonitorKeys::List(std::string_view key) const {
+  std::vector<std::string> items;
+  const std::string text = Text(key);
+  for (std::string_view item : SplitNonEmpty(text, ',')) {
+    const std::string_view trimmed = TrimBlanks(item);
+    if (!trimmed.empty()) items.emplace_back(trimmed);
+  }
+  return items;
+}
+
+void MonitorKeys::Invalid(std::string_view key, std::string_view value, std::string_view what) const {
+  RaiseLibraryError(m_monitorId + ": " + std::string(key) + " = '" + std::string(value) + "' is not " +
+                    std::string(what));
+}
+
+std::string NumberText(double value, int decimals) {
+  const double scale = std::pow(10.0, decimals);
+  return FormatDouble(std::round(value * scale) / scale);
+}
+
+std::string MegabytesText(uint64_t bytes) { return std::to_string(bytes / (1024 * 1024)); }
+
+Value FormAttribute(std::string_view name, std::string_view value) {
+  std::string text(name);
+  text.append(":=").append(value);
+  return Value(std::move(text));
+}
+
+std::shared_ptr<IncidentForm> ReportProblem(IncidentForms& forms, std::string_view resource,
+                                            std::string_view condition, std::vector<Value> attributes,
+                                            bool reportUpdates, std::string_view keyAttributes) {
+  if (!keyAttributes.empty()) attributes.push_back(FormAttribute("KeyAttributes", keyAttributes));
+  if (!reportUpdates) attributes.push_back(FormAttribute("mvNoUpdate", "True"));
+  return forms.Add(resource, condition, attributes);
+}
+
+void AddReportUpdatesRule(ValidationRules& rules) {
+  rules.AddEx(kReportUpdatesKey, false, "True,False", "False",
+              "Send an update of an open incident when its measured values change", "Boolean");
+}
+
+void AddNumberRule(ValidationRules& rules, std::string_view key, std::string_view defaultValue,
+                   std::string_view description, std::string_view minimum, std::string_view maximum) {
+  rules.AddEx(key, false, {}, defaultValue, description, "Number", false, minimum, maximum);
+}
+
+void TraceMonitor(const LogManagerRef& logManager, std::string_view monitorId, std::string_view text) {
+  if (logManager) logManager->Log(text, monitorId, logLevelDebug);
+}
+
+}  // namespace korad
