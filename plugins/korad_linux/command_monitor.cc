@@ -115,13 +115,15 @@ void CommandMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
     output.text = "Could not run " + arguments[0] + ": " + failure.Description();
   }
   TraceMonitor(logManager, kClassId, command + ": " + condition + ": " + output.text);
-  if (condition == "OK") return;
 
   attributes.push_back(FormAttribute("Output", output.text));
   if (!output.longText.empty()) attributes.push_back(FormAttribute("LongOutput", output.longText));
   if (!output.perfData.empty()) attributes.push_back(FormAttribute("PerfData", output.perfData));
   AddPerfAttributes(output.perf, attributes);
-  ReportProblem(*incidentForms, resource, condition, std::move(attributes), reportUpdates, "Command");
+  // One state at a time: the one the check gave holds, the others don't.
+  for (const std::string_view state : {"WARNING", "CRITICAL", "UNKNOWN"}) {
+    ReportCondition(*incidentForms, state == condition, resource, state, attributes, reportUpdates, "Command");
+  }
 }
 
 }  // namespace korad

@@ -73,11 +73,9 @@ void CpuMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
   if (maxCpu) {
     const double percent = MeasureCpuPercent(facts, *incidentState);
     TraceMonitor(logManager, kClassId, "CPU busy " + NumberText(percent) + "% (maximum " + NumberText(*maxCpu) + "%)");
-    if (percent > *maxCpu) {
-      ReportProblem(*incidentForms, "CPU", "HighCpuUtilisation",
+    ReportCondition(*incidentForms, percent > *maxCpu, "CPU", "HighCpuUtilisation",
                     {FormAttribute("CpuPercent", NumberText(percent)), FormAttribute("MaxCpuPercent", NumberText(*maxCpu))},
                     reportUpdates);
-    }
   }
 
   if (maxLoad[0] || maxLoad[1] || maxLoad[2]) {
@@ -95,7 +93,7 @@ void CpuMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
         high = high || values[i] > *maxLoad[i];
       }
     }
-    if (high) ReportProblem(*incidentForms, "CPU", "HighLoad", std::move(attributes), reportUpdates);
+    ReportCondition(*incidentForms, high, "CPU", "HighLoad", std::move(attributes), reportUpdates);
   }
 }
 

@@ -41,6 +41,8 @@ void DiskSpaceMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms
       while (point.size() > 1 && point.back() == '/') point.pop_back();
       if (const MountEntry* mount = FindMount(table, point)) {
         watched.push_back(*mount);
+        ReportCondition(*incidentForms, false, point, "MountNotFound", {FormAttribute("MountPoint", point)},
+                        reportUpdates, "MountPoint");
         continue;
       }
       ReportProblem(*incidentForms, point, "MountNotFound", {FormAttribute("MountPoint", point)}, reportUpdates,
@@ -59,7 +61,8 @@ void DiskSpaceMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms
     TraceMonitor(logManager, kClassId,
                  mount.mountPoint + ": " + NumberText(freePercent) + "% free, " + MegabytesText(space->available) +
                      " MB");
-    if ((minPercent && freePercent < *minPercent) || (minFreeMB && freeMB < *minFreeMB)) {
+    {
+      const bool low = (minPercent && freePercent < *minPercent) || (minFreeMB && freeMB < *minFreeMB);
       std::vector<Value> attributes = {FormAttribute("MountPoint", mount.mountPoint),
                                        FormAttribute("Device", mount.device),
                                        FormAttribute("FileSystemType", mount.fileSystemType),
@@ -68,7 +71,7 @@ void DiskSpaceMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms
                                        FormAttribute("TotalMB", MegabytesText(space->total))};
       if (minPercent) attributes.push_back(FormAttribute("MinFreePercent", NumberText(*minPercent)));
       if (minFreeMB) attributes.push_back(FormAttribute("MinFreeMB", NumberText(*minFreeMB)));
-      ReportProblem(*incidentForms, mount.mountPoint, "LowDiskSpace", std::move(attributes), reportUpdates,
+      ReportCondition(*incidentForms, low, mount.mountPoint, "LowDiskSpace", std::move(attributes), reportUpdates,
                     "MountPoint");
     }
   }

@@ -35,28 +35,28 @@ void FileMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
 
   const std::optional<FileInfo> info = Platform::Current().GetFileSystem().Stat(path);
   const Value pathAttribute = FormAttribute("Path", path);
-  if (!info) {
-    TraceMonitor(logManager, kClassId, path + " does not exist");
-    if (mustExist) ReportProblem(*incidentForms, path, "FileMissing", {pathAttribute}, reportUpdates, "Path");
+  if (!mustExist) {
+    ReportCondition(*incidentForms, info.has_value(), path, "FileExists", {pathAttribute}, reportUpdates, "Path");
     return;
   }
-  if (!mustExist) {
-    ReportProblem(*incidentForms, path, "FileExists", {pathAttribute}, reportUpdates, "Path");
-    return;
+  ReportCondition(*incidentForms, !info, path, "FileMissing", {pathAttribute}, reportUpdates, "Path");
+  if (!info) {
+    TraceMonitor(logManager, kClassId, path + " does not exist");
+    return;  // age and size wait for the file; their incidents stay as they were
   }
 
   const double age = info->modifiedUtc.SecondsUntil(Platform::Current().GetClock().UtcNow());
   TraceMonitor(logManager, kClassId,
                path + ": " + std::to_string(info->size) + " bytes, written " + NumberText(age, 0) + " seconds ago");
-  if (maxAge && age > *maxAge) {
-    ReportProblem(*incidentForms, path, "FileTooOld",
+  if (maxAge) {
+    ReportCondition(*incidentForms, age > *maxAge, path, "FileTooOld",
                   {pathAttribute, FormAttribute("AgeSeconds", NumberText(age, 0)),
                    FormAttribute("MaxAgeSeconds", NumberText(*maxAge, 0)),
                    FormAttribute("LastWriteUTC", FormatDate(info->modifiedUtc))},
                   reportUpdates, "Path");
   }
-  if (maxSize && static_cast<double>(info->size) > *maxSize) {
-    ReportProblem(*incidentForms, path, "FileTooLarge",
+  if (maxSize) {
+    ReportCondition(*incidentForms, static_cast<double>(info->size) > *maxSize, path, "FileTooLarge",
                   {pathAttribute, FormAttribute("SizeBytes", std::to_string(info->size)),
                    FormAttribute("MaxSizeBytes", NumberText(*maxSize, 0))},
                   reportUpdates, "Path");

@@ -47,25 +47,24 @@ void MemoryMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
                "Memory available " + MegabytesText(memory.available) + " MB of " + MegabytesText(memory.total) +
                    " MB (" + NumberText(freePercent) + "%)");
 
-  if ((minPercent && freePercent < *minPercent) || (minAvailableMB && availableMB < *minAvailableMB)) {
+  if (minPercent || minAvailableMB) {
+    const bool low = (minPercent && freePercent < *minPercent) || (minAvailableMB && availableMB < *minAvailableMB);
     std::vector<Value> attributes = {FormAttribute("FreeMemoryPercent", NumberText(freePercent)),
                                      FormAttribute("AvailableMB", MegabytesText(memory.available)),
                                      FormAttribute("TotalMB", MegabytesText(memory.total))};
     if (minPercent) attributes.push_back(FormAttribute("MinFreeMemoryPercent", NumberText(*minPercent)));
     if (minAvailableMB) attributes.push_back(FormAttribute("MinAvailableMB", NumberText(*minAvailableMB)));
-    ReportProblem(*incidentForms, "Memory", "LowMemory", std::move(attributes), reportUpdates);
+    ReportCondition(*incidentForms, low, "Memory", "LowMemory", std::move(attributes), reportUpdates);
   }
 
   if (minSwapPercent && memory.swapTotal > 0) {
     const double swapPercent = Percent(memory.swapFree, memory.swapTotal);
-    if (swapPercent < *minSwapPercent) {
-      ReportProblem(*incidentForms, "Swap", "LowSwap",
+    ReportCondition(*incidentForms, swapPercent < *minSwapPercent, "Swap", "LowSwap",
                     {FormAttribute("FreeSwapPercent", NumberText(swapPercent)),
                      FormAttribute("FreeSwapMB", MegabytesText(memory.swapFree)),
                      FormAttribute("SwapTotalMB", MegabytesText(memory.swapTotal)),
                      FormAttribute("MinFreeSwapPercent", NumberText(*minSwapPercent))},
                     reportUpdates);
-    }
   }
 }
 

@@ -64,12 +64,20 @@ Value FormAttribute(std::string_view name, std::string_view value) {
   return Value(std::move(text));
 }
 
+std::shared_ptr<IncidentForm> ReportCondition(IncidentForms& forms, bool holds, std::string_view resource,
+                                              std::string_view condition, std::vector<Value> attributes,
+                                              bool reportUpdates, std::string_view keyAttributes) {
+  if (!keyAttributes.empty()) attributes.push_back(FormAttribute("KeyAttributes", keyAttributes));
+  if (!reportUpdates) attributes.push_back(FormAttribute("mvNoUpdate", "True"));
+  std::shared_ptr<IncidentForm> form = forms.Add(resource, condition, attributes);
+  if (form) form->SetAlertStatus(holds ? AlertOn : AlertOff);
+  return form;
+}
+
 std::shared_ptr<IncidentForm> ReportProblem(IncidentForms& forms, std::string_view resource,
                                             std::string_view condition, std::vector<Value> attributes,
                                             bool reportUpdates, std::string_view keyAttributes) {
-  if (!keyAttributes.empty()) attributes.push_back(FormAttribute("KeyAttributes", keyAttributes));
-  if (!reportUpdates) attributes.push_back(FormAttribute("mvNoUpdate", "True"));
-  return forms.Add(resource, condition, attributes);
+  return ReportCondition(forms, true, resource, condition, std::move(attributes), reportUpdates, keyAttributes);
 }
 
 void AddReportUpdatesRule(ValidationRules& rules) {

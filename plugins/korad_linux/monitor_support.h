@@ -67,10 +67,18 @@ std::string MegabytesText(uint64_t bytes);
 // "name:=value", the form IncidentForms.Add takes.
 Value FormAttribute(std::string_view name, std::string_view value);
 
-// Adds the form of a problem seen now. Numbers that move on every pass would make every
-// pass an "(Updated)" incident, so the form carries mvNoUpdate unless the configuration
-// asks for updates. `keyAttributes` names the attributes that tell apart the forms of
-// one configuration. Null when the collection refused the form (it has logged why).
+// Says whether a problem the monitor watches holds now. The engine keeps an incident open
+// from a report that it holds (AlertOn) to a report that it no longer does (AlertOff) of
+// the same resource, condition and key attributes, and counts its alert and resolve
+// delays in such reports: so a watched problem is stated on every run, either way.
+// Numbers that move on every run would make every run an "(Updated)" incident, so the
+// form carries mvNoUpdate unless the configuration asks for updates. `keyAttributes`
+// names the attributes that tell apart the forms of one configuration. Null when the
+// collection refused the form (it has logged why).
+std::shared_ptr<IncidentForm> ReportCondition(IncidentForms& forms, bool holds, std::string_view resource,
+                                              std::string_view condition, std::vector<Value> attributes,
+                                              bool reportUpdates, std::string_view keyAttributes = {});
+// ReportCondition of a problem that holds.
 std::shared_ptr<IncidentForm> ReportProblem(IncidentForms& forms, std::string_view resource,
                                             std::string_view condition, std::vector<Value> attributes,
                                             bool reportUpdates, std::string_view keyAttributes = {});

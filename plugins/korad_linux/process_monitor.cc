@@ -40,14 +40,14 @@ void ProcessMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
     condition = count == 0 ? "ProcessNotRunning" : "TooFewProcesses";
   } else if (maxCount && count > *maxCount) {
     condition = "TooManyProcesses";
-  } else {
-    return;
   }
   std::vector<Value> attributes = {FormAttribute("ProcessName", name),
                                    FormAttribute("ProcessCount", std::to_string(count)),
                                    FormAttribute("MinCount", NumberText(minCount))};
   if (maxCount) attributes.push_back(FormAttribute("MaxCount", NumberText(*maxCount)));
-  ReportProblem(*incidentForms, name, condition, std::move(attributes), reportUpdates, "ProcessName");
+  for (const std::string_view watched : {"ProcessNotRunning", "TooFewProcesses", "TooManyProcesses"}) {
+    ReportCondition(*incidentForms, watched == condition, name, watched, attributes, reportUpdates, "ProcessName");
+  }
 }
 
 }  // namespace korad

@@ -74,9 +74,14 @@ class CommandMonitorTest : public MonitorFixture {
   TempFolder folder;
 };
 
-TEST_F(CommandMonitorTest, ExitCodesBecomeConditionsAndOkAddsNothing) {
+TEST_F(CommandMonitorTest, ExitCodesBecomeConditionsAndOkClearsThemAll) {
   const std::string check = Script("check_state", "echo \"STATE $1 | v=$1;1;2\"\nexit $1\n");
   EXPECT_TRUE(RunCommand(check + " 0").empty());
+  EXPECT_EQ(Cleared(), (std::vector<std::string>{"check_state: WARNING", "check_state: CRITICAL",
+                                                 "check_state: UNKNOWN"}));
+  RunCommand(check + " 2");
+  EXPECT_EQ(Cleared(), (std::vector<std::string>{"check_state: WARNING", "check_state: UNKNOWN"}))
+      << "a check moves from one state to another: the one it left is cleared";
 
   const char* expected[] = {"", "WARNING", "CRITICAL", "UNKNOWN", "UNKNOWN"};
   for (int code : {1, 2, 3, 7}) {

@@ -45,14 +45,28 @@ class MonitorFixture : public ::testing::Test {
     return errorText;
   }
 
-  // One run: the forms it added.
+  // One run: the forms of the problems that hold (AlertOn). The forms of watched problems
+  // that don't hold (AlertOff) are in Cleared().
   std::vector<IncidentFormRef> Run() {
     forms = std::make_shared<IncidentForms>();
     forms->SetLogManager(log);
     forms->SetConfigMoniker(kMoniker);
     LogManagerRef logManager = log;
     monitor->GetIncident(forms, state, configurations, logManager);
-    return forms->AllForms();
+    std::vector<IncidentFormRef> holding;
+    for (const IncidentFormRef& form : forms->AllForms()) {
+      EXPECT_TRUE(form->AlertStatus() == AlertOn || form->AlertStatus() == AlertOff) << form->Condition();
+      if (form->AlertStatus() == AlertOn) holding.push_back(form);
+    }
+    return holding;
+  }
+  // "resource: condition" of each problem the last run said doesn't hold, in order.
+  std::vector<std::string> Cleared() const {
+    std::vector<std::string> cleared;
+    for (const IncidentFormRef& form : forms->AllForms()) {
+      if (form->AlertStatus() == AlertOff) cleared.push_back(form->Resource() + ": " + form->Condition());
+    }
+    return cleared;
   }
 
   // The value of a form's attribute as text; "<none>" when it has no such attribute.

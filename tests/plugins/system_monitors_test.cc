@@ -190,6 +190,8 @@ class ProcessMonitorTest : public MonitorFixture {
 TEST_F(ProcessMonitorTest, CountsAgainstTheBoundsByName) {
   ASSERT_EQ(Configure<ProcessMonitor>({{"ProcessName", "sshd"}}), "");
   EXPECT_TRUE(Run().empty());
+  EXPECT_EQ(Cleared(), (std::vector<std::string>{"sshd: ProcessNotRunning", "sshd: TooFewProcesses",
+                                                 "sshd: TooManyProcesses"}));
 
   ASSERT_EQ(Configure<ProcessMonitor>({{"ProcessName", "sshd"}, {"MinCount", "3"}}), "");
   std::vector<IncidentFormRef> reported = Run();
