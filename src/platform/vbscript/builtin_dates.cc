@@ -23,9 +23,17 @@ OleDate LocalNowSeconds() {
   return OleDate::FromUnixMillis(millis);
 }
 
+// The time of day from its parts, so that 22:00 of any day equals TimeValue("22:00"):
+// the fraction of a large day number carries rounding noise.
+OleDate TimeOfDay(OleDate date) {
+  const CivilTime c = date.ToCivil();
+  const int64_t millis = ((c.hour * 60LL + c.minute) * 60 + c.second) * 1000 + c.millisecond;
+  return OleDate(static_cast<double>(millis) / 86'400'000.0);
+}
+
 Value Now(Arguments, const BuiltinLimits&) { return Value(LocalNowSeconds()); }
 Value Date(Arguments, const BuiltinLimits&) { return Value(LocalNowSeconds().DatePart()); }
-Value Time(Arguments, const BuiltinLimits&) { return Value(LocalNowSeconds().TimePart()); }
+Value Time(Arguments, const BuiltinLimits&) { return Value(TimeOfDay(LocalNowSeconds())); }
 
 Value DateAddFn(Arguments a, const BuiltinLimits&) {
   if (a[2].IsNull()) return a[2];
@@ -63,7 +71,7 @@ Value DateValue(Arguments a, const BuiltinLimits&) {
   return a[0].IsNull() ? a[0] : Value(a[0].ToDate().DatePart());
 }
 Value TimeValue(Arguments a, const BuiltinLimits&) {
-  return a[0].IsNull() ? a[0] : Value(a[0].ToDate().TimePart());
+  return a[0].IsNull() ? a[0] : Value(TimeOfDay(a[0].ToDate()));
 }
 
 template <int CivilTime::*Field>
