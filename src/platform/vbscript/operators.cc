@@ -141,14 +141,22 @@ int CompareText(std::string_view x, std::string_view y) {
   return c < 0 ? -1 : (c > 0 ? 1 : 0);
 }
 
-// A number compared with text: the side written as a literal converts the other.
+// A number compared with text: the side written as a literal converts the other. Text
+// that doesn't convert compares as text does with a number: greater.
 int CompareMixed(const Value& number, bool numberLiteral, const Value& text, bool textLiteral) {
   if (numberLiteral) {
-    double converted;
-    if (number.Kind() == ValueKind::Boolean) converted = text.ToBoolean() ? kTrue : kFalse;
-    else if (IsDateKind(number)) converted = text.ToDate().Days();
-    else converted = text.ToDouble();
-    return Order(number.ToDouble(), converted);
+    std::optional<double> converted;
+    if (number.Kind() == ValueKind::Boolean) {
+      const std::string_view trimmed = TrimBlanks(*text.AsString());
+      if (EqualsNoCase(trimmed, "True")) converted = kTrue;
+      else if (EqualsNoCase(trimmed, "False")) converted = kFalse;
+      else if (const auto n = ParseNumber(trimmed)) converted = *n != 0.0 ? kTrue : kFalse;
+    } else if (IsDateKind(number)) {
+      if (const auto date = ParseDate(*text.AsString())) converted = date->Days();
+    } else {
+      converted = ParseNumber(*text.AsString());
+    }
+    if (converted) return Order(number.ToDouble(), *converted);
   }
   if (textLiteral) return CompareText(number.ToText(), *text.AsString());
   return -1;  // a number sorts before any text
