@@ -14,6 +14,7 @@ enum class ExprKind : uint8_t {
   kLiteral,  // a number, string, date, True/False/Empty/Null/Nothing
   kName,     // a bare name: a variable, or a procedure called without arguments
   kCall,     // name(arguments): a procedure call or an array element
+  kIndex,    // call(...)(index): an element of the array a call returns
   kParen,    // (expression): passes an argument by value
   kUnary,
   kBinary,
@@ -36,7 +37,7 @@ struct Expr {
   int height = 1;  // of the tree below and including this node
   Value literal;
   std::string name;
-  ExprPtr left;   // operand of kUnary and kParen, left of kBinary
+  ExprPtr left;   // operand of kUnary, kParen and kIndex, left of kBinary
   ExprPtr right;
   std::vector<ExprPtr> args;
 };

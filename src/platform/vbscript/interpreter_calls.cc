@@ -44,6 +44,13 @@ Value Interpreter::Eval(const Expr& e) {
     case ExprKind::kName: return EvalName(e);
     case ExprKind::kCall: return EvalCall(e.name, e.args, false);
     case ExprKind::kParen: return Eval(*e.left);
+    case ExprKind::kIndex: {
+      const Value array = Eval(*e.left);
+      ScriptArray* items = AsArray(array);
+      if (!items) RaiseRuntimeError(kErrTypeMismatch);
+      if (e.args.size() != 1) RaiseRuntimeError(kErrSubscriptRange);
+      return ArrayElement(*items, Eval(*e.args[0]));
+    }
     case ExprKind::kUnary: return ApplyUnary(e.op, Eval(*e.left));
     case ExprKind::kBinary: {
       const Value left = Eval(*e.left);

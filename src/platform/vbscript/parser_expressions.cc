@@ -140,6 +140,18 @@ ExprPtr Parser::ParsePrimary() {
         e->kind = ExprKind::kCall;
         e->args = ParseParenArguments();
         for (const ExprPtr& arg : e->args) e->height = std::max(e->height, arg->height + 1);
+        // Split(s)(1): an element of what the call returns.
+        while (Is(TokenKind::kLParen)) {
+          auto index = std::make_unique<Expr>();
+          index->kind = ExprKind::kIndex;
+          index->line = line;
+          index->args = ParseParenArguments();
+          index->height = e->height + 1;
+          for (const ExprPtr& arg : index->args) index->height = std::max(index->height, arg->height + 1);
+          if (index->height > kMaxExpressionHeight) Fail(kErrOutOfStackSpace);
+          index->left = std::move(e);
+          e = std::move(index);
+        }
       } else {
         e->kind = ExprKind::kName;
       }
