@@ -35,7 +35,7 @@ bool IsLiteral(const Expr& e) {
 
 }  // namespace
 
-Program ParseProgram(std::string_view source) { return Parser(Tokenize(source)).Program_(); }
+Program ParseProgram(std::string_view source) { return Parser(Tokenize(source)).ReadProgram(); }
 
 Parser::Nest::Nest(Parser& parser) : m_parser(parser) {
   if (++m_parser.m_depth > kMaxNesting) m_parser.Fail(kErrOutOfStackSpace);
@@ -79,7 +79,7 @@ void Parser::ExpectEnd(TokenKind what, int32_t errorIfOther) {
   EndStatement();
 }
 
-Program Parser::Program_() {
+Program Parser::ReadProgram() {
   Program program;
   while (true) {
     SkipSeparators();

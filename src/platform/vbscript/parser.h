@@ -25,8 +25,8 @@ class Parser {
  public:
   explicit Parser(std::vector<Token> tokens) : m_tokens(std::move(tokens)) {}
 
-  Program Program_();
-  ExprPtr WholeExpression();
+  Program ReadProgram();
+  ExprPtr ReadExpression();
 
  private:
   // Statements (parser.cc).

@@ -53,9 +53,9 @@ ExprPtr Literal(Value value, int line) {
 
 }  // namespace
 
-ExprPtr ParseExpression(std::string_view source) { return Parser(Tokenize(source)).WholeExpression(); }
+ExprPtr ParseExpression(std::string_view source) { return Parser(Tokenize(source)).ReadExpression(); }
 
-ExprPtr Parser::WholeExpression() {
+ExprPtr Parser::ReadExpression() {
   SkipSeparators();
   ExprPtr e = ParseExpr();
   SkipSeparators();
