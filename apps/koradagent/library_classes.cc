@@ -5,6 +5,7 @@
 #include "incident/incident_classes.h"
 #include "monitor/monitor_manager.h"
 #include "platform/platform_classes.h"
+#include "platform/vbscript/script_control_class.h"
 
 namespace korad::agent {
 
@@ -13,7 +14,7 @@ void RegisterLibraryClasses(ClassRegistry& registry) {
   RegisterIncidentClasses(registry);
   RegisterPlatformClasses(registry);
   RegisterMonitorClasses(registry);
-  // TODO(merge): RegisterScriptControl(registry) once the script host lands.
+  RegisterScriptControl(registry);
 }
 
 }  // namespace korad::agent
