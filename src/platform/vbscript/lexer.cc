@@ -1,6 +1,7 @@
 #include "platform/vbscript/lexer.h"
 
 #include <array>
+#include <unordered_map>
 #include <utility>
 
 #include "foundation/contracts/text.h"
@@ -47,10 +48,14 @@ constexpr bool IsHexDigit(char c) noexcept {
 constexpr bool IsBlank(char c) noexcept { return c == ' ' || c == '\t'; }
 
 TokenKind KeywordKind(std::string_view word) {
-  for (const Keyword& k : kKeywords) {
-    if (EqualsNoCase(k.word, word)) return k.kind;
-  }
-  return TokenKind::kName;
+  using KeywordMap = std::unordered_map<std::string_view, TokenKind, NoCaseHash, NoCaseEqual>;
+  static const KeywordMap map = [] {
+    KeywordMap m;
+    for (const Keyword& k : kKeywords) m.emplace(k.word, k.kind);
+    return m;
+  }();
+  const auto it = map.find(word);
+  return it == map.end() ? TokenKind::kName : it->second;
 }
 
 // A whole-number literal is an Integer if it fits, a Long next, a Double beyond.
@@ -65,6 +70,7 @@ class Lexer {
   explicit Lexer(std::string_view source) : m_source(source) {}
 
   std::vector<Token> Run() {
+    m_tokens.reserve(m_source.size() / 4 + 4);
     while (true) {
       SkipBlanks();
       if (AtEnd()) break;

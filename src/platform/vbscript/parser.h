@@ -51,8 +51,7 @@ class Parser {
 
   // Expressions (parser_expressions.cc).
   ExprPtr ParseExpr();
-  ExprPtr ParseBinaryLevel(int level);
-  ExprPtr ParseNot();
+  ExprPtr ParseBinary(int minLevel);
   ExprPtr ParseUnary();
   ExprPtr ParsePower();
   ExprPtr ParsePrimary();

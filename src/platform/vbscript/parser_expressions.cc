@@ -1,4 +1,4 @@
-// Expressions, from the loosest operator to the tightest:
+// Expressions by precedence climbing, from the loosest operator to the tightest:
 // Imp, Eqv, Xor, Or, And, Not, comparisons, &, + -, Mod, \, * /, unary -, ^.
 #include <algorithm>
 
@@ -11,34 +11,28 @@ namespace {
 enum Level { kImpLevel, kEqvLevel, kXorLevel, kOrLevel, kAndLevel, kNotLevel, kCompareLevel,
              kConcatLevel, kAddLevel, kModLevel, kIntDivLevel, kMulLevel, kUnaryLevel };
 
-// The operator of a token at a binary level, if it is one there.
-bool OperatorAt(int level, TokenKind kind, Operator& op) {
-  switch (level) {
-    case kImpLevel: op = Operator::kImp; return kind == TokenKind::kImp;
-    case kEqvLevel: op = Operator::kEqv; return kind == TokenKind::kEqv;
-    case kXorLevel: op = Operator::kXor; return kind == TokenKind::kXor;
-    case kOrLevel: op = Operator::kOr; return kind == TokenKind::kOr;
-    case kAndLevel: op = Operator::kAnd; return kind == TokenKind::kAnd;
-    case kCompareLevel:
-      switch (kind) {
-        case TokenKind::kEq: op = Operator::kEq; return true;
-        case TokenKind::kNe: op = Operator::kNe; return true;
-        case TokenKind::kLt: op = Operator::kLt; return true;
-        case TokenKind::kGt: op = Operator::kGt; return true;
-        case TokenKind::kLe: op = Operator::kLe; return true;
-        case TokenKind::kGe: op = Operator::kGe; return true;
-        case TokenKind::kIs: op = Operator::kIs; return true;
-        default: return false;
-      }
-    case kConcatLevel: op = Operator::kConcat; return kind == TokenKind::kAmp;
-    case kAddLevel:
-      op = kind == TokenKind::kPlus ? Operator::kAdd : Operator::kSub;
-      return kind == TokenKind::kPlus || kind == TokenKind::kMinus;
-    case kModLevel: op = Operator::kMod; return kind == TokenKind::kMod;
-    case kIntDivLevel: op = Operator::kIntDiv; return kind == TokenKind::kBackslash;
-    case kMulLevel:
-      op = kind == TokenKind::kStar ? Operator::kMul : Operator::kDiv;
-      return kind == TokenKind::kStar || kind == TokenKind::kSlash;
+// The binary operator a token stands for, and its level.
+bool BinaryOperator(TokenKind kind, int& level, Operator& op) {
+  switch (kind) {
+    case TokenKind::kImp: level = kImpLevel; op = Operator::kImp; return true;
+    case TokenKind::kEqv: level = kEqvLevel; op = Operator::kEqv; return true;
+    case TokenKind::kXor: level = kXorLevel; op = Operator::kXor; return true;
+    case TokenKind::kOr: level = kOrLevel; op = Operator::kOr; return true;
+    case TokenKind::kAnd: level = kAndLevel; op = Operator::kAnd; return true;
+    case TokenKind::kEq: level = kCompareLevel; op = Operator::kEq; return true;
+    case TokenKind::kNe: level = kCompareLevel; op = Operator::kNe; return true;
+    case TokenKind::kLt: level = kCompareLevel; op = Operator::kLt; return true;
+    case TokenKind::kGt: level = kCompareLevel; op = Operator::kGt; return true;
+    case TokenKind::kLe: level = kCompareLevel; op = Operator::kLe; return true;
+    case TokenKind::kGe: level = kCompareLevel; op = Operator::kGe; return true;
+    case TokenKind::kIs: level = kCompareLevel; op = Operator::kIs; return true;
+    case TokenKind::kAmp: level = kConcatLevel; op = Operator::kConcat; return true;
+    case TokenKind::kPlus: level = kAddLevel; op = Operator::kAdd; return true;
+    case TokenKind::kMinus: level = kAddLevel; op = Operator::kSub; return true;
+    case TokenKind::kMod: level = kModLevel; op = Operator::kMod; return true;
+    case TokenKind::kBackslash: level = kIntDivLevel; op = Operator::kIntDiv; return true;
+    case TokenKind::kStar: level = kMulLevel; op = Operator::kMul; return true;
+    case TokenKind::kSlash: level = kMulLevel; op = Operator::kDiv; return true;
     default: return false;
   }
 }
@@ -63,26 +57,27 @@ ExprPtr Parser::ReadExpression() {
   return e;
 }
 
-ExprPtr Parser::ParseExpr() { return ParseBinaryLevel(kImpLevel); }
+ExprPtr Parser::ParseExpr() { return ParseBinary(kImpLevel); }
 
-ExprPtr Parser::ParseBinaryLevel(int level) {
-  if (level == kNotLevel) return ParseNot();
-  if (level == kUnaryLevel) return ParseUnary();
-  ExprPtr left = ParseBinaryLevel(level + 1);
-  Operator op;
-  while (OperatorAt(level, Peek().kind, op)) {
+// Operators of `minLevel` and tighter, left to right (precedence climbing). "Not" stands
+// where its level may: its operand takes comparisons and everything tighter.
+ExprPtr Parser::ParseBinary(int minLevel) {
+  ExprPtr left;
+  if (Is(TokenKind::kNot) && minLevel <= kNotLevel) {
+    Nest nest(*this);
     ++m_pos;
-    ExprPtr right = ParseBinaryLevel(level + 1);
+    left = MakeUnary(Operator::kNot, ParseBinary(kNotLevel));
+  } else {
+    left = ParseUnary();
+  }
+  int level;
+  Operator op;
+  while (BinaryOperator(Peek().kind, level, op) && level >= minLevel) {
+    ++m_pos;
+    ExprPtr right = ParseBinary(level + 1);
     left = MakeBinary(op, std::move(left), std::move(right));
   }
   return left;
-}
-
-ExprPtr Parser::ParseNot() {
-  if (!Is(TokenKind::kNot)) return ParseBinaryLevel(kCompareLevel);
-  Nest nest(*this);
-  ++m_pos;
-  return MakeUnary(Operator::kNot, ParseNot());
 }
 
 ExprPtr Parser::ParseUnary() {
