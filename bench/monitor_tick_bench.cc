@@ -9,6 +9,11 @@
 //     ratio_to_walk       one pass / the walk of the same ini with GetNextConfiguration,
 //                         which every pass does anyway
 //     us_per_config       the pass's time per configuration
+//   BM_OpenForms (one configuration whose plug-in reports 10,000 problems on every pass,
+//   so that 10,000 forms stay open; ModeDebug, a stepping clock):
+//     ms_per_pass         one steady pass: merge the reports into the open forms, decide
+//                         for each, save state and forms
+//     ratio_to_form_save  one pass / saving the same 10,000 forms with IncFormSerialize
 #include <sys/stat.h>
 
 #include <benchmark/benchmark.h>
@@ -27,7 +32,9 @@
 #include "foundation/foundation_classes.h"
 #include "foundation/module_config_reader.h"
 #include "foundation/section_readers.h"
+#include "incident/inc_form_serialize.h"
 #include "incident/incident_classes.h"
+#include "incident/incident_forms.h"
 #include "monitor/monitor_manager.h"
 #include "platform/application.h"
 #include "platform/clock.h"
@@ -80,6 +87,21 @@ class TrivialMonitor final : public korad::Object, public korad::IMonitor {
   void SetValidationRules(const std::shared_ptr<korad::ValidationRules>&) override {}
 };
 
+// Reports `count` distinct problems on every run.
+constexpr const char* kReportingPluginId = "KORADevServices.Bench.ReportingMonitor";
+class ReportingMonitor final : public korad::Object, public korad::IMonitor {
+ public:
+  static inline std::atomic<int> count{0};
+  std::string_view ClassId() const noexcept override { return kReportingPluginId; }
+  void GetIncident(std::shared_ptr<korad::IncidentForms>& forms, std::shared_ptr<korad::IncidentState>&,
+                   const std::shared_ptr<korad::Configurations>&, korad::LogManagerRef&) override {
+    for (int i = 0; i < count.load(); ++i) {
+      forms->Add("Server" + std::to_string(i), "DiskFull")->SetAlertStatus(korad::AlertOn);
+    }
+  }
+  void SetValidationRules(const std::shared_ptr<korad::ValidationRules>&) override {}
+};
+
 // A clock that moves only when told, in UTC.
 class SteppingClock final : public korad::Clock {
  public:
@@ -103,6 +125,7 @@ void RegisterOnce() {
     korad::RegisterIncidentClasses(registry);
     registry.RegisterClass<korad::MonitorManager>(korad::MonitorManager::kClassId);
     registry.RegisterClass<TrivialMonitor>(kPluginId);
+    registry.RegisterClass<ReportingMonitor>(kReportingPluginId);
   });
 }
 
@@ -124,11 +147,11 @@ struct BenchHome {
     korad::Platform::Current().SetApplication(nullptr);
   }
   std::string IniPath() const { return home / "ModuleConfigs/Bench.INI"; }
-  std::shared_ptr<korad::MonitorManager> Manager(korad::RunMode mode) const {
+  std::shared_ptr<korad::MonitorManager> Manager(korad::RunMode mode, const char* plugin = kPluginId) const {
     auto manager = std::make_shared<korad::MonitorManager>();
     manager->SetRunMode(mode);
     manager->SetMoniker("Bench");
-    manager->SetMyMonitorID(kPluginId);
+    manager->SetMyMonitorID(plugin);
     manager->Init();
     return manager;
   }
@@ -204,6 +227,35 @@ void BM_FullPass(benchmark::State& state) {
   state.counters["ms_per_pass"] = subject * 1e3 / static_cast<double>(state.iterations());
 }
 BENCHMARK(BM_FullPass)->Arg(1000)->Iterations(5)->Unit(benchmark::kMillisecond);
+
+void BM_OpenForms(benchmark::State& state) {
+  RegisterOnce();
+  const int forms = static_cast<int>(state.range(0));
+  ReportingMonitor::count = forms;
+  BenchHome bench(1);
+  auto clock = std::make_shared<SteppingClock>();
+  korad::Platform::Current().SetClock(clock);
+  auto manager = bench.Manager(korad::ModeDebug, kReportingPluginId);
+  manager->Monitor();  // the first pass opens the forms
+  clock->Advance(60);
+  manager->Monitor();  // and the second reaches the steady state
+
+  double subject = 0, baseline = 0;
+  for (auto _ : state) {
+    clock->Advance(60);
+    subject += Seconds(1, [&] { manager->Monitor(); });
+    auto loaded = std::make_shared<korad::IncidentForms>();
+    korad::IncFormSerialize serializer;
+    serializer.Load(loaded, "Bench");
+    baseline += Seconds(1, [&] { serializer.Save(loaded, "BenchCopy"); });
+  }
+  auto saved = std::make_shared<korad::IncidentForms>();
+  korad::IncFormSerialize().Load(saved, "Bench");
+  if (static_cast<int>(saved->AllForms().size()) != forms) return state.SkipWithError("the forms didn't stay open");
+  state.counters["ms_per_pass"] = subject * 1e3 / static_cast<double>(state.iterations());
+  state.counters["ratio_to_form_save"] = subject / baseline;
+}
+BENCHMARK(BM_OpenForms)->Arg(10000)->Iterations(3)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
