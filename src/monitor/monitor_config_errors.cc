@@ -8,6 +8,7 @@
 #include "foundation/contracts/error.h"
 #include "foundation/global_functions.h"
 #include "foundation/file_functions.h"
+#include "monitor/file_lines.h"
 #include "monitor/monitor_manager.h"
 #include "platform/date_time_converter.h"
 #include "platform/file_system.h"
@@ -134,13 +135,7 @@ void MonitorManager::LoadConfigurationErrors(std::string_view moduleName) {
             logLevelError);
       throw failure;
     }
-    size_t start = 0;
-    while (start < content.size()) {
-      size_t end = content.find('\n', start);
-      if (end == std::string::npos) end = content.size();
-      std::string_view line(content.data() + start, end - start);
-      if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-      start = end + 1;
+    for (const std::string_view line : FileLines(content)) {
       const size_t equals = line.find('=');
       if (equals == std::string_view::npos || equals == 0) continue;
       const std::string key(line.substr(0, equals));

@@ -9,6 +9,7 @@
 #include "foundation/global_functions.h"
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"
+#include "monitor/file_lines.h"
 #include "monitor/monitor_manager.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
@@ -78,15 +79,7 @@ std::string OnlyBetweenSpecifiedTimes() {
 // The file as code: its lines, each ended by CR LF.
 std::string ScriptLibraryText(const std::string& content) {
   std::string code;
-  size_t start = 0;
-  while (start < content.size()) {
-    size_t end = content.find('\n', start);
-    if (end == std::string::npos) end = content.size();
-    std::string_view line(content.data() + start, end - start);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    code.append(line).append(kCrLf);
-    start = end + 1;
-  }
+  for (const std::string_view line : FileLines(content)) code.append(line).append(kCrLf);
   return code;
 }
 
