@@ -140,7 +140,7 @@ constexpr Topic kTopics[] = {
 };
 
 // Options a command accepts: flags, and options that take a value.
-struct OptionSpec {
+struct AcceptedOptions {
   std::vector<std::string_view> flags;
   std::vector<std::string_view> valued;
 };
@@ -161,7 +161,7 @@ bool Contains(const std::vector<std::string_view>& list, std::string_view item) 
 // Splits the words after a command into positionals and its options; an error text on a
 // word it doesn't accept.
 std::optional<std::string> ReadCommandWords(const std::vector<std::string>& words, size_t first,
-                                            const OptionSpec& spec, CommandWords& result) {
+                                            const AcceptedOptions& accepted, CommandWords& result) {
   for (size_t i = first; i < words.size(); ++i) {
     const std::string& word = words[i];
     if (word.size() < 2 || !word.starts_with("-")) {
@@ -174,9 +174,9 @@ std::optional<std::string> ReadCommandWords(const std::vector<std::string>& word
       name = word.substr(0, equals);
       inlineValue = word.substr(equals + 1);
     }
-    if (Contains(spec.flags, name) && !inlineValue) {
+    if (Contains(accepted.flags, name) && !inlineValue) {
       result.flags.push_back(name);
-    } else if (Contains(spec.valued, name)) {
+    } else if (Contains(accepted.valued, name)) {
       if (inlineValue) {
         result.values[name] = *inlineValue;
       } else if (i + 1 < words.size()) {
@@ -271,15 +271,15 @@ void ReadCommand(const std::vector<std::string>& words, ParsedCommandLine& parse
   parsed.topic = topic;
   if (parsed.help) return;  // the options don't matter to the help
 
-  OptionSpec spec;
-  if (topic == "queue send") spec.valued = {"--target", "--ttl", "--priority", "--entity", "--source"};
+  AcceptedOptions accepted;
+  if (topic == "queue send") accepted.valued = {"--target", "--ttl", "--priority", "--entity", "--source"};
   if (topic == "incidents") {
-    spec.flags = {"--follow", "--keep", "--verbose"};
-    spec.valued = {"--queue", "--interval", "--count"};
+    accepted.flags = {"--follow", "--keep", "--verbose"};
+    accepted.valued = {"--queue", "--interval", "--count"};
   }
-  if (topic == "state show") spec.valued = {"--location"};
+  if (topic == "state show") accepted.valued = {"--location"};
   CommandWords command;
-  if (auto error = ReadCommandWords(words, next, spec, command)) {
+  if (auto error = ReadCommandWords(words, next, accepted, command)) {
     parsed.error = *error;
     return;
   }
