@@ -27,8 +27,8 @@
 #include <new>
 #include <string>
 
+#include "contracts/class_registry.h"
 #include "foundation/configurations.h"
-#include "foundation/contracts/class_registry.h"
 #include "foundation/foundation_classes.h"
 #include "foundation/module_config_reader.h"
 #include "foundation/section_readers.h"

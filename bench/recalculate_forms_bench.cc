@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/interfaces.h"
+#include "contracts/interfaces.h"
 #include "incident/incident_forms.h"
 
 namespace {

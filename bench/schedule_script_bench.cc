@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/value.h"
+#include "contracts/value.h"
 #include "platform/vbscript/vbscript_control.h"
 
 namespace {

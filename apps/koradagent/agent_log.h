@@ -7,7 +7,7 @@
 #include <memory>
 #include <string_view>
 
-#include "foundation/contracts/enums.h"
+#include "contracts/enums.h"
 #include "platform/application.h"
 
 namespace korad::agent {

@@ -15,7 +15,7 @@
 
 #include "agent_log.h"
 #include "agent_service.h"
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "library_classes.h"
 #include "platform/application.h"
 #include "platform/platform.h"

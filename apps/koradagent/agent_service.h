@@ -14,7 +14,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "plugin_loader.h"
 #include "section_runner.h"
 

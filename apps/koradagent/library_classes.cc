@@ -1,6 +1,6 @@
 #include "library_classes.h"
 
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "foundation/foundation_classes.h"
 #include "incident/incident_classes.h"
 #include "monitor/monitor_manager.h"

@@ -7,8 +7,8 @@
 #include <algorithm>
 
 #include "agent_log.h"
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/text.h"
+#include "contracts/class_registry.h"
+#include "contracts/text.h"
 
 namespace korad::agent {
 namespace {

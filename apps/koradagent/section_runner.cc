@@ -1,8 +1,8 @@
 #include "section_runner.h"
 
 #include "agent_log.h"
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 #include "section_schedule.h"

@@ -12,7 +12,7 @@
 #include <string>
 #include <thread>
 
-#include "foundation/contracts/object.h"
+#include "contracts/object.h"
 #include "service_file.h"
 
 namespace korad {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "foundation/contracts/text.h"
-#include "foundation/contracts/value.h"
+#include "contracts/text.h"
+#include "contracts/value.h"
 #include "service_file.h"
 
 namespace korad::agent {

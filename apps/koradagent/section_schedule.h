@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/ole_date.h"
+#include "contracts/ole_date.h"
 
 namespace korad::agent {
 

@@ -2,7 +2,7 @@
 
 #include <unordered_set>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "platform/profile.h"
 
 namespace korad::agent {

@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <vector>
 
+#include "contracts/ole_date.h"
+#include "contracts/text.h"
 #include "foundation/attributes.h"
-#include "foundation/contracts/ole_date.h"
-#include "foundation/contracts/text.h"
 #include "incident/incident_form.h"
 #include "platform/connector_message.h"
 #include "platform/date_time_converter.h"

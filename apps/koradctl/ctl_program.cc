@@ -7,8 +7,8 @@
 #include <iterator>
 #include <ostream>
 
+#include "contracts/error.h"
 #include "ctl_options.h"
-#include "foundation/contracts/error.h"
 #include "heartbeats_command.h"
 #include "incidents_command.h"
 #include "platform/application.h"

@@ -2,9 +2,9 @@
 
 #include <string>
 
+#include "contracts/error.h"
 #include "ctl_format.h"
 #include "ctl_options.h"
-#include "foundation/contracts/error.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
 #include "platform/profile.h"

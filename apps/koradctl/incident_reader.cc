@@ -1,8 +1,8 @@
 #include "incident_reader.h"
 
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "foundation/attributes.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
 #include "incident/incident_forms.h"
 
 namespace korad::ctl {

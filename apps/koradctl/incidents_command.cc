@@ -10,9 +10,9 @@
 #include <thread>
 #include <vector>
 
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "ctl_format.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
 #include "incident_reader.h"
 #include "monitor/monitor_manager.h"
 #include "platform/connector.h"

@@ -5,9 +5,9 @@
 #include <limits>
 #include <vector>
 
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "ctl_format.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
 #include "platform/connector.h"
 #include "platform/connector_directory.h"
 #include "platform/connector_message.h"

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "contracts/error.h"
+#include "contracts/interfaces.h"
 #include "ctl_format.h"
 #include "ctl_options.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/interfaces.h"
 #include "incident/inc_form_serialize.h"
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"

@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "foundation/configurations.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
 #include "foundation/validation_rules.h"
 #include "incident/incident_forms.h"
 #include "korad_linux/check_output.h"

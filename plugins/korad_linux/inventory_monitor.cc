@@ -1,8 +1,8 @@
 #include <string>
 #include <vector>
 
+#include "contracts/text.h"
 #include "foundation/configurations.h"
-#include "foundation/contracts/text.h"
 #include "foundation/validation_rules.h"
 #include "incident/incident_forms.h"
 #include "incident/tracked_objects.h"

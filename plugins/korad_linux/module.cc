@@ -1,5 +1,5 @@
 // The plug-in's entry: the host calls it once after loading the shared object.
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "korad_linux/monitors.h"
 
 extern "C" __attribute__((visibility("default"))) void KoradRegister(korad::ClassRegistry& registry) {

@@ -2,9 +2,9 @@
 
 #include <cmath>
 
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "foundation/configurations.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
 #include "foundation/validation_rules.h"
 #include "incident/incident_forms.h"
 

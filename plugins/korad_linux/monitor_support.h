@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/contracts/interfaces.h"
-#include "foundation/contracts/object.h"
-#include "foundation/contracts/value.h"
+#include "contracts/interfaces.h"
+#include "contracts/object.h"
+#include "contracts/value.h"
 
 namespace korad {
 

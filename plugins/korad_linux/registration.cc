@@ -1,4 +1,4 @@
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "korad_linux/monitors.h"
 
 namespace korad {

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/object.h"
-#include "foundation/contracts/error_reporter.h"
+#include "contracts/error_reporter.h"
+#include "contracts/object.h"
 
 namespace korad {
 

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "foundation/section_readers.h"
 #include "foundation/string_functions.h"
 #include "platform/string_builder.h"

@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
+#include "contracts/collection.h"
+#include "contracts/enums.h"
 #include "foundation/configuration.h"
-#include "foundation/contracts/collection.h"
-#include "foundation/contracts/enums.h"
 
 namespace korad {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "foundation/global_functions.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"

@@ -1,6 +1,6 @@
 #include "foundation/foundation_classes.h"
 
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "foundation/attributes.h"
 #include "foundation/configurations.h"
 #include "foundation/interface_classes.h"

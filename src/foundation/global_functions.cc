@@ -4,7 +4,7 @@
 
 #include <climits>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/application.h"
 #include "platform/clock.h"
 #include "platform/file_system.h"

@@ -1,12 +1,12 @@
 // The free functions that every class of the library may use. NormalizeKey, IsBlank and
-// StripSpaces live with the text helpers (foundation/contracts/text.h).
+// StripSpaces live with the text helpers (contracts/text.h).
 #pragma once
 
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/ole_date.h"
-#include "foundation/contracts/text.h"
+#include "contracts/ole_date.h"
+#include "contracts/text.h"
 
 namespace korad {
 

@@ -2,8 +2,8 @@
 // create them by class id as it always could.
 #pragma once
 
-#include "foundation/contracts/interfaces.h"
-#include "foundation/contracts/object.h"
+#include "contracts/interfaces.h"
+#include "contracts/object.h"
 
 namespace korad {
 

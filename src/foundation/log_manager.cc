@@ -1,6 +1,6 @@
 #include "foundation/log_manager.h"
 
-#include "foundation/contracts/error_reporter.h"
+#include "contracts/error_reporter.h"
 #include "platform/application.h"
 #include "platform/message_box.h"
 #include "platform/platform.h"

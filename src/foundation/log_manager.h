@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/enums.h"
-#include "foundation/contracts/interfaces.h"
-#include "foundation/contracts/object.h"
+#include "contracts/enums.h"
+#include "contracts/interfaces.h"
+#include "contracts/object.h"
 
 namespace korad {
 

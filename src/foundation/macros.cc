@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/ole_date.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error.h"
+#include "contracts/ole_date.h"
+#include "contracts/text.h"
 #include "foundation/module_properties.h"
 #include "foundation/system_weekday_names.h"
 #include "platform/clock.h"

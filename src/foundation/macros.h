@@ -20,8 +20,8 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/interfaces.h"
-#include "foundation/contracts/value.h"
+#include "contracts/interfaces.h"
+#include "contracts/value.h"
 
 namespace korad {
 

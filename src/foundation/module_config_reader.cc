@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "foundation/configurations.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
 #include "foundation/global_functions.h"
 #include "foundation/macros.h"
 #include "foundation/module_properties.h"

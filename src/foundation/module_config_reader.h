@@ -15,8 +15,8 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/interfaces.h"
-#include "foundation/contracts/value.h"
+#include "contracts/interfaces.h"
+#include "contracts/value.h"
 #include "foundation/section_readers.h"
 
 namespace korad {

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "foundation/global_functions.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"

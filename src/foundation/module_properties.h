@@ -13,8 +13,8 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/interfaces.h"
-#include "foundation/contracts/object.h"
+#include "contracts/interfaces.h"
+#include "contracts/object.h"
 
 namespace korad {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "foundation/macros.h"
 #include "platform/encrypter.h"
 #include "platform/platform.h"

@@ -2,9 +2,9 @@
 
 #include <functional>
 
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "foundation/configurations.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
 #include "foundation/macros.h"
 #include "platform/encrypter.h"
 #include "platform/file_system.h"

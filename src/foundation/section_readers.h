@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/contracts/interfaces.h"
+#include "contracts/interfaces.h"
 
 namespace korad {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 namespace korad {
 

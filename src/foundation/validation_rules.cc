@@ -1,6 +1,6 @@
 #include "foundation/validation_rules.h"
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 
 namespace korad {
 

@@ -1,8 +1,8 @@
 #include "incident/inc_form_serialize.h"
 
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "foundation/attributes.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
 #include "foundation/file_functions.h"
 #include "incident/incident_form.h"
 #include "incident/incident_forms.h"

@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/error_reporter.h"
-#include "foundation/contracts/object.h"
+#include "contracts/error_reporter.h"
+#include "contracts/object.h"
 #include "platform/date_time_converter.h"
 
 namespace korad {

@@ -1,6 +1,6 @@
 #include "incident/incident_classes.h"
 
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "incident/inc_form_serialize.h"
 #include "incident/incident_form.h"
 #include "incident/incident_forms.h"

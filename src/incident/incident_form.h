@@ -9,10 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#include "contracts/enums.h"
+#include "contracts/error_reporter.h"
+#include "contracts/object.h"
 #include "foundation/attributes.h"
-#include "foundation/contracts/enums.h"
-#include "foundation/contracts/error_reporter.h"
-#include "foundation/contracts/object.h"
 
 namespace korad {
 

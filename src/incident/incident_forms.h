@@ -13,9 +13,9 @@
 #include <string_view>
 #include <vector>
 
+#include "contracts/error_reporter.h"
+#include "contracts/object.h"
 #include "foundation/attributes.h"
-#include "foundation/contracts/error_reporter.h"
-#include "foundation/contracts/object.h"
 #include "incident/incident_form.h"
 
 namespace korad {

@@ -1,7 +1,7 @@
 #include "incident/incident_state.h"
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "platform/date_time_converter.h"
 
 namespace korad {

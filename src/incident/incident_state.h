@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/contracts/error_reporter.h"
-#include "foundation/contracts/object.h"
+#include "contracts/error_reporter.h"
+#include "contracts/object.h"
 #include "platform/scripting_dictionary.h"
 
 namespace korad {

@@ -1,6 +1,6 @@
 #include "incident/message_value_check.h"
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 namespace korad {
 

@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "foundation/contracts/value.h"
+#include "contracts/value.h"
 #include "platform/object_map.h"
 
 namespace korad {

@@ -1,6 +1,6 @@
 #include "incident/serialized_text.h"
 
-#include "foundation/contracts/error_reporter.h"
+#include "contracts/error_reporter.h"
 #include "foundation/file_functions.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"

@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/collection.h"
-#include "foundation/contracts/error_reporter.h"
-#include "foundation/contracts/object.h"
+#include "contracts/collection.h"
+#include "contracts/error_reporter.h"
+#include "contracts/object.h"
 
 namespace korad {
 

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "foundation/contracts/error_reporter.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error_reporter.h"
+#include "contracts/text.h"
 #include "incident/tracked_objects.h"
 
 namespace korad {

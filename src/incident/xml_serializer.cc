@@ -4,8 +4,8 @@
 #include <initializer_list>
 #include <unordered_map>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "foundation/file_functions.h"
 #include "foundation/global_functions.h"
 #include "incident/incident_state.h"

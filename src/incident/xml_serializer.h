@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/contracts/interfaces.h"
-#include "foundation/contracts/object.h"
+#include "contracts/interfaces.h"
+#include "contracts/object.h"
 #include "platform/date_time_converter.h"
 
 namespace korad {

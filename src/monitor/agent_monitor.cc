@@ -4,10 +4,10 @@
 #include <utility>
 #include <vector>
 
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
+#include "contracts/error_reporter.h"
 #include "foundation/attributes.h"
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/error_reporter.h"
 #include "foundation/global_functions.h"
 #include "foundation/section_readers.h"
 #include "incident/inc_form_serialize.h"

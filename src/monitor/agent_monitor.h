@@ -16,9 +16,9 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/contracts/interfaces.h"
-#include "foundation/contracts/object.h"
-#include "foundation/contracts/ole_date.h"
+#include "contracts/interfaces.h"
+#include "contracts/object.h"
+#include "contracts/ole_date.h"
 
 namespace korad {
 

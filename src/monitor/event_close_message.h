@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/interfaces.h"
+#include "contracts/interfaces.h"
 
 namespace korad {
 

@@ -1,4 +1,4 @@
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "monitor/agent_monitor.h"
 #include "monitor/monitor_manager.h"
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/error.h"
-#include "foundation/global_functions.h"
+#include "contracts/error.h"
 #include "foundation/file_functions.h"
+#include "foundation/global_functions.h"
 #include "monitor/file_lines.h"
 #include "monitor/monitor_manager.h"
 #include "platform/date_time_converter.h"

@@ -6,9 +6,9 @@
 #include <functional>
 #include <string>
 
+#include "contracts/text.h"
 #include "foundation/configuration.h"
 #include "foundation/configurations.h"
-#include "foundation/contracts/text.h"
 #include "foundation/global_functions.h"
 #include "foundation/string_functions.h"
 #include "incident/incident_forms.h"

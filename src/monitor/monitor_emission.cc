@@ -2,8 +2,8 @@
 // incident string, the send, and the tracked-object data of a pass.
 #include <string>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "foundation/global_functions.h"
 #include "foundation/log_manager.h"
 #include "incident/incident_forms.h"

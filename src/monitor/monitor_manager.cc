@@ -5,9 +5,9 @@
 
 #include <cmath>
 
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
 #include "foundation/configurations.h"
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
 #include "foundation/global_functions.h"
 #include "foundation/log_manager.h"
 #include "foundation/validation_rules.h"

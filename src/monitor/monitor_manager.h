@@ -21,12 +21,12 @@
 #include <string_view>
 #include <unordered_map>
 #include <vector>
-#include "foundation/contracts/enums.h"
-#include "foundation/contracts/error_reporter.h"
-#include "foundation/contracts/interfaces.h"
-#include "foundation/contracts/object.h"
-#include "foundation/contracts/ole_date.h"
-#include "foundation/contracts/text.h"
+#include "contracts/enums.h"
+#include "contracts/error_reporter.h"
+#include "contracts/interfaces.h"
+#include "contracts/object.h"
+#include "contracts/ole_date.h"
+#include "contracts/text.h"
 #include "foundation/section_readers.h"
 
 namespace korad {

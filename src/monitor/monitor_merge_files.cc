@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "foundation/log_manager.h"
 #include "foundation/string_functions.h"
 #include "incident/incident_forms.h"

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
 #include "foundation/attributes.h"
 #include "foundation/configurations.h"
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
 #include "foundation/global_functions.h"
 #include "foundation/log_manager.h"
 #include "foundation/module_config_reader.h"
@@ -22,8 +22,8 @@
 #include "incident/incident_state.h"
 #include "incident/xml_serializer.h"
 #include "monitor/monitor_manager.h"
-#include "platform/application_object.h"
 #include "platform/application.h"
+#include "platform/application_object.h"
 #include "platform/scripting_dictionary.h"
 
 namespace korad {

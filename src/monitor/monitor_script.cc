@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
 #include "foundation/global_functions.h"
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"

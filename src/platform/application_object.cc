@@ -1,6 +1,6 @@
 #include "platform/application_object.h"
 
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "platform/platform.h"
 
 namespace korad {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
-#include "foundation/contracts/object.h"
+#include "contracts/object.h"
 #include "platform/application.h"
 
 namespace korad {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "foundation/contracts/ole_date.h"
+#include "contracts/ole_date.h"
 
 namespace korad {
 

@@ -3,9 +3,9 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "platform/connector.h"
 #include "platform/connector_message.h"
 #include "platform/file_system.h"

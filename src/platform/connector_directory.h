@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/object.h"
+#include "contracts/object.h"
 
 namespace korad {
 

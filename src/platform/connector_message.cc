@@ -21,7 +21,7 @@
 #include <charconv>
 #include <optional>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 namespace korad {
 namespace {

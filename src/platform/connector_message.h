@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/object.h"
-#include "foundation/contracts/ole_date.h"
+#include "contracts/object.h"
+#include "contracts/ole_date.h"
 
 namespace korad {
 

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cstdio>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 

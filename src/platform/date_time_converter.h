@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/ole_date.h"
+#include "contracts/ole_date.h"
 
 namespace korad {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/contracts/ole_date.h"
+#include "contracts/ole_date.h"
 
 namespace korad {
 

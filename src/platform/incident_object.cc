@@ -1,7 +1,7 @@
 #include "platform/incident_object.h"
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 
 namespace korad {
 namespace {

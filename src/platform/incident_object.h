@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/value.h"
+#include "contracts/value.h"
 #include "platform/object_map.h"
 
 namespace korad {

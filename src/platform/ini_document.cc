@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 
 namespace korad {
 namespace {

@@ -1,7 +1,7 @@
 #include "platform/object_map.h"
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/error_reporter.h"
+#include "contracts/error.h"
+#include "contracts/error_reporter.h"
 #include "platform/date_time_converter.h"
 #include "platform/object_map_xml.h"
 

@@ -56,9 +56,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "foundation/contracts/object.h"
-#include "foundation/contracts/text.h"
-#include "foundation/contracts/value.h"
+#include "contracts/object.h"
+#include "contracts/text.h"
+#include "contracts/value.h"
 
 namespace korad {
 

@@ -2,8 +2,8 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "platform/base64.h"
 #include "platform/date_time_converter.h"
 #include "platform/object_map.h"

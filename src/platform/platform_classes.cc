@@ -1,6 +1,6 @@
 #include "platform/platform_classes.h"
 
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "platform/application_object.h"
 #include "platform/connector_directory.h"
 #include "platform/object_map.h"

@@ -1,6 +1,6 @@
 #include "platform/registry.h"
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 
 namespace korad {
 namespace {

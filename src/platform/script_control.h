@@ -4,8 +4,8 @@
 #pragma once
 #include <string>
 #include <string_view>
-#include "foundation/contracts/object.h"
-#include "foundation/contracts/value.h"
+#include "contracts/object.h"
+#include "contracts/value.h"
 
 namespace korad {
 

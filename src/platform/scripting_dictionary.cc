@@ -4,8 +4,8 @@
 #include <cstring>
 #include <utility>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 
 namespace korad {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "foundation/contracts/error_reporter.h"
+#include "contracts/error_reporter.h"
 #include "support/recording_log.h"
 
 namespace korad {

@@ -6,9 +6,9 @@
 #include <string>
 #include <thread>
 
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/collection.h"
-#include "foundation/contracts/object.h"
+#include "contracts/class_registry.h"
+#include "contracts/collection.h"
+#include "contracts/object.h"
 #include "support/error_number.h"
 
 namespace korad {

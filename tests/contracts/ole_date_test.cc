@@ -2,8 +2,8 @@
 // the days before 1899-12-30 and the host's month arithmetic.
 #include <gtest/gtest.h>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/ole_date.h"
+#include "contracts/error.h"
+#include "contracts/ole_date.h"
 #include "support/error_number.h"
 
 namespace korad {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/object.h"
-#include "foundation/contracts/value.h"
+#include "contracts/object.h"
+#include "contracts/value.h"
 #include "support/error_number.h"
 
 namespace korad {

@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "foundation/contracts/ole_date.h"
+#include "contracts/ole_date.h"
 #include "platform/encrypter.h"
 #include "platform/platform.h"
 #include "platform/registry.h"

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "foundation/foundation_classes.h"
 #include "foundation/log_manager.h"
 #include "platform/platform.h"

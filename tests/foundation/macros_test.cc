@@ -9,14 +9,14 @@
 
 #include <cstdlib>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
+#include "foundation/agent_home_fixture.h"
 #include "foundation/macros.h"
 #include "foundation/module_properties.h"
 #include "foundation/system_weekday_names.h"
 #include "platform/registry.h"
 #include "platform/scripting_dictionary.h"
 #include "support/error_number.h"
-#include "foundation/agent_home_fixture.h"
 
 namespace korad {
 namespace {

@@ -7,9 +7,9 @@
 #include <regex>
 #include <set>
 
+#include "contracts/collection.h"
 #include "foundation/agent_home_fixture.h"
 #include "foundation/clear_collection.h"
-#include "foundation/contracts/collection.h"
 #include "foundation/file_functions.h"
 #include "foundation/string_functions.h"
 #include "platform/scripting_dictionary.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "incident/incident_forms.h"
 #include "support/fake_clock.h"
 #include "support/recording_log.h"

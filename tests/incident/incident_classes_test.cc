@@ -1,7 +1,7 @@
 // The incident classes are creatable by class id, as the host and plug-ins create them.
 #include <gtest/gtest.h>
 
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "incident/incident_classes.h"
 #include "incident/incident_form.h"
 #include "platform/object_map.h"

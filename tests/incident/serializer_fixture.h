@@ -10,8 +10,8 @@
 #include <memory>
 #include <string>
 
-#include "foundation/contracts/ole_date.h"
-#include "foundation/contracts/value.h"
+#include "contracts/ole_date.h"
+#include "contracts/value.h"
 #include "platform/platform.h"
 #include "support/fake_clock.h"
 #include "support/recording_log.h"

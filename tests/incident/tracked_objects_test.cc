@@ -6,7 +6,7 @@
 
 #include <cstdlib>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "incident/tracked_objects_xml.h"
 #include "support/fake_clock.h"
 #include "support/recording_log.h"

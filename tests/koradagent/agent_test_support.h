@@ -17,9 +17,9 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/object.h"
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
+#include "contracts/object.h"
 #include "platform/application.h"
 #include "platform/platform.h"
 #include "support/recording_log.h"

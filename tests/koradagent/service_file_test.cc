@@ -1,7 +1,7 @@
 // Reading the service file into sections, and the schedule a section's keys give.
 #include <gtest/gtest.h>
 
-#include "foundation/contracts/ole_date.h"
+#include "contracts/ole_date.h"
 #include "section_schedule.h"
 #include "service_file.h"
 #include "support/temp_folder.h"

@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "contracts/ole_date.h"
 #include "ctl_options.h"
 #include "ctl_program.h"
 #include "foundation/attributes.h"
-#include "foundation/contracts/ole_date.h"
 #include "incident/incident_form.h"
 #include "incident/incident_object_builder.h"
 #include "platform/connector.h"

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
 #include "foundation/attributes.h"
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
 #include "incident/inc_form_serialize.h"
 #include "incident/incident_form.h"
 #include "incident/incident_forms.h"

@@ -34,10 +34,10 @@
 #include <utility>
 #include <vector>
 
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "foundation/configurations.h"
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
 #include "foundation/foundation_classes.h"
 #include "foundation/validation_rules.h"
 #include "incident/inc_form_serialize.h"

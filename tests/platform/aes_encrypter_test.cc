@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/encrypter.h"
 #include "support/temp_folder.h"
 

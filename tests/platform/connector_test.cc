@@ -15,18 +15,18 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
 #include "platform/connector.h"
 #include "platform/connector_directory.h"
 #include "platform/connector_message.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
-#include "support/temp_folder.h"
 #include "support/error_number.h"
 #include "support/fake_clock.h"
 #include "support/fault_injecting_file_system.h"
 #include "support/recording_log.h"
+#include "support/temp_folder.h"
 
 namespace korad {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 namespace korad {
 namespace {

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/base64.h"
 #include "support/fake_clock.h"
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/object.h"
-#include "foundation/contracts/text.h"
+#include "contracts/object.h"
+#include "contracts/text.h"
 #include "platform/scripting_dictionary.h"
 #include "support/error_number.h"
 

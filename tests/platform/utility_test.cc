@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/encrypter.h"
 #include "platform/utility.h"
 #include "support/error_number.h"

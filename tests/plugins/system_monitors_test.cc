@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "korad_linux/monitors.h"
 #include "plugins/monitor_fixture.h"
 

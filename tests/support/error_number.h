@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 namespace korad::testing {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/platform.h"
 #include "platform/system_facts.h"
 

@@ -1,6 +1,6 @@
 #include "support/fault_injecting_file_system.h"
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 namespace korad {
 

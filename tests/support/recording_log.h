@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/interfaces.h"
+#include "contracts/interfaces.h"
 #include "platform/application.h"
 
 namespace korad::testing {

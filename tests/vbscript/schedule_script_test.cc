@@ -2,7 +2,7 @@
 // evaluated as the monitor does: UTCNow set by statement, then one expression.
 #include <string>
 
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 #include "platform/vbscript/script_control_class.h"
 #include "support/error_number.h"
 #include "vbscript/script_fixture.h"

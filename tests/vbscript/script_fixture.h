@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/vbscript/vbscript_control.h"
 #include "support/fake_clock.h"
 

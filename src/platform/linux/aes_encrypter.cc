@@ -20,9 +20,9 @@
 #include <optional>
 #include <string>
 
-#include "foundation/contracts/error.h"
-#include "platform/encrypter.h"
+#include "contracts/error.h"
 #include "platform/base64.h"
+#include "platform/encrypter.h"
 #include "platform/linux/agent_key_file.h"
 
 namespace korad {

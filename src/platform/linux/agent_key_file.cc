@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <string_view>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/linux/locked_file.h"
 #include "platform/linux/posix_error.h"
 

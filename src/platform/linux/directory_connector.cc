@@ -30,8 +30,8 @@
 #include <mutex>
 #include <string>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/object.h"
+#include "contracts/error.h"
+#include "contracts/object.h"
 #include "platform/clock.h"
 #include "platform/connector.h"
 #include "platform/file_system.h"

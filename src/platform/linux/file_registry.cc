@@ -7,9 +7,9 @@
 #include <string>
 #include <utility>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "platform/linux/locked_file.h"
-#include "foundation/contracts/text.h"
 #include "platform/linux/registry_hive.h"
 #include "platform/registry.h"
 

@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 #include <time.h>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 
 namespace korad {
 namespace {

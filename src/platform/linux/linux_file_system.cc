@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "platform/file_system.h"
 #include "platform/linux/folder_name_cache.h"
 #include "platform/linux/locked_file.h"

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 namespace korad {
 

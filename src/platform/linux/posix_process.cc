@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/linux/posix_error.h"
 #include "platform/process.h"
 

@@ -19,7 +19,7 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "platform/linux/posix_error.h"
 #include "platform/system_facts.h"
 

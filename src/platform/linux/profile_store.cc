@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/linux/folder_lock.h"
 #include "platform/platform.h"
 #include "platform/profile.h"

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 
 namespace korad {
 namespace {

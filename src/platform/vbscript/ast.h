@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/contracts/value.h"
+#include "contracts/value.h"
 
 namespace korad::vbscript {
 

@@ -2,7 +2,7 @@
 // month names are English.
 #include <array>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/clock.h"
 #include "platform/platform.h"
 #include "platform/vbscript/builtins.h"

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <string>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "platform/vbscript/builtins.h"
 #include "platform/vbscript/script_array.h"
 #include "platform/vbscript/script_errors.h"

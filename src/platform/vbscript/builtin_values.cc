@@ -3,7 +3,7 @@
 #include <cmath>
 #include <string>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/vbscript/builtins.h"
 #include "platform/vbscript/script_array.h"
 

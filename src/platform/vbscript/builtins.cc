@@ -3,7 +3,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 
 namespace korad::vbscript {
 namespace {

@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "foundation/contracts/value.h"
+#include "contracts/value.h"
 
 namespace korad::vbscript {
 

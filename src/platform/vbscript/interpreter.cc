@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/vbscript/operators.h"
 #include "platform/vbscript/script_array.h"
 #include "platform/vbscript/script_errors.h"

@@ -11,7 +11,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "platform/vbscript/ast.h"
 #include "platform/vbscript/builtins.h"
 

@@ -2,7 +2,7 @@
 // of the global scope, then as a procedure of the script, then as a built-in.
 #include <string>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 #include "platform/vbscript/interpreter.h"
 #include "platform/vbscript/operators.h"
 #include "platform/vbscript/script_array.h"

@@ -4,7 +4,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "platform/vbscript/script_errors.h"
 
 namespace korad::vbscript {

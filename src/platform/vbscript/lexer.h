@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/contracts/value.h"
+#include "contracts/value.h"
 
 namespace korad::vbscript {
 

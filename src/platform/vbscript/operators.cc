@@ -4,8 +4,8 @@
 #include <cmath>
 #include <string>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "platform/vbscript/script_errors.h"
 
 namespace korad::vbscript {

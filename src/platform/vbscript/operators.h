@@ -5,7 +5,7 @@
 
 #include <optional>
 
-#include "foundation/contracts/value.h"
+#include "contracts/value.h"
 #include "platform/vbscript/ast.h"
 
 namespace korad::vbscript {

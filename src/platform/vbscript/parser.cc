@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 #include "platform/vbscript/script_errors.h"
 
 namespace korad::vbscript {

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/contracts/object.h"
+#include "contracts/object.h"
 
 namespace korad::vbscript {
 

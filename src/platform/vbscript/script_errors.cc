@@ -1,6 +1,6 @@
 #include "platform/vbscript/script_errors.h"
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 namespace korad::vbscript {
 

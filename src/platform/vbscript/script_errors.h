@@ -11,7 +11,7 @@ namespace korad::vbscript {
 inline constexpr std::string_view kRuntimeSource = "VBScript runtime error";
 inline constexpr std::string_view kCompileSource = "VBScript compilation error";
 
-// Run-time numbers beyond those of foundation/contracts/error.h.
+// Run-time numbers beyond those of contracts/error.h.
 inline constexpr int32_t kErrDivisionByZero = 11;
 inline constexpr int32_t kErrOutOfStringSpace = 14;
 inline constexpr int32_t kErrOutOfStackSpace = 28;

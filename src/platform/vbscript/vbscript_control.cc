@@ -1,8 +1,8 @@
 #include "platform/vbscript/vbscript_control.h"
 
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/class_registry.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 #include "platform/vbscript/parser.h"
 #include "platform/vbscript/script_array.h"
 #include "platform/vbscript/script_control_class.h"

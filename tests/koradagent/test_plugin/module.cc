@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "foundation/contracts/class_registry.h"
-#include "foundation/contracts/object.h"
+#include "contracts/class_registry.h"
+#include "contracts/object.h"
 #include "foundation/log_manager.h"
 #include "incident/incident_forms.h"
 

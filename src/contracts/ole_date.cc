@@ -1,10 +1,10 @@
-#include "foundation/contracts/ole_date.h"
+#include "contracts/ole_date.h"
 
 #include <cctype>
 #include <cmath>
 #include <string>
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 namespace korad {
 namespace {

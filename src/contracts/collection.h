@@ -12,9 +12,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
-#include "foundation/contracts/value.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
+#include "contracts/value.h"
 
 namespace korad {
 

@@ -1,6 +1,6 @@
-#include "foundation/contracts/value.h"
+#include "contracts/value.h"
 
-#include "foundation/contracts/object.h"
+#include "contracts/object.h"
 
 #include <array>
 #include <charconv>
@@ -8,8 +8,8 @@
 #include <limits>
 #include <type_traits>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/text.h"
+#include "contracts/error.h"
+#include "contracts/text.h"
 
 namespace korad {
 namespace {

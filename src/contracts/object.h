@@ -9,8 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "foundation/contracts/text.h"
-#include "foundation/contracts/value.h"
+#include "contracts/text.h"
+#include "contracts/value.h"
 
 namespace korad {
 

@@ -11,7 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 
 namespace korad {
 
@@ -62,7 +62,7 @@ std::shared_ptr<T> CreateObjectAs(std::string_view classId);
 
 }  // namespace korad
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 template <class T>
 std::shared_ptr<T> korad::CreateObjectAs(std::string_view classId) {

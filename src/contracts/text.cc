@@ -1,4 +1,4 @@
-#include "foundation/contracts/text.h"
+#include "contracts/text.h"
 
 namespace korad {
 namespace {

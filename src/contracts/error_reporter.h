@@ -14,8 +14,8 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/interfaces.h"
+#include "contracts/error.h"
+#include "contracts/interfaces.h"
 
 namespace korad {
 

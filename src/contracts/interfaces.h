@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/contracts/enums.h"
-#include "foundation/contracts/value.h"
+#include "contracts/enums.h"
+#include "contracts/value.h"
 
 namespace korad {
 

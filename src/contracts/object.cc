@@ -1,6 +1,6 @@
-#include "foundation/contracts/object.h"
+#include "contracts/object.h"
 
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 namespace korad {
 

@@ -1,4 +1,4 @@
-#include "foundation/contracts/error.h"
+#include "contracts/error.h"
 
 #include <new>
 

@@ -1,4 +1,4 @@
-#include "foundation/contracts/error_reporter.h"
+#include "contracts/error_reporter.h"
 
 namespace korad {
 

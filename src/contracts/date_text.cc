@@ -1,8 +1,8 @@
 // The default date text and date recognition (ParseDate, FormatDate of value.h).
 #include <array>
 
-#include "foundation/contracts/text.h"
-#include "foundation/contracts/value.h"
+#include "contracts/text.h"
+#include "contracts/value.h"
 
 namespace korad {
 namespace {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <variant>
 
-#include "foundation/contracts/ole_date.h"
+#include "contracts/ole_date.h"
 
 namespace korad {
 

@@ -1,9 +1,9 @@
-#include "foundation/contracts/class_registry.h"
+#include "contracts/class_registry.h"
 
 #include <mutex>
 
-#include "foundation/contracts/error.h"
-#include "foundation/contracts/object.h"
+#include "contracts/error.h"
+#include "contracts/object.h"
 
 namespace korad {
 
