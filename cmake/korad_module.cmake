@@ -20,15 +20,15 @@ function(korad_module name)
 endfunction()
 
 # korad_tests(subsystem DEPENDS target...)
-# One GoogleTest executable per subsystem, from tests/<subsystem>/*.cc plus tests/support.
+# One GoogleTest executable per subsystem, from tests/<subsystem>/*.cc, linked against its
+# own module (and korad_test_support, the fakes of tests/support, where it uses them).
 function(korad_tests name)
   cmake_parse_arguments(T "" "" "DEPENDS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/${name}/*.cc)
   if(NOT sources)
     return()
   endif()
-  file(GLOB support CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/support/*.cc)
-  add_executable(${name}_tests ${sources} ${support})
+  add_executable(${name}_tests ${sources})
   target_include_directories(${name}_tests PRIVATE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR}/tests
                                                    ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name}_tests PRIVATE ${T_DEPENDS} GTest::gtest GTest::gtest_main)

@@ -11,8 +11,8 @@ namespace korad {
 class Utility {
  public:
   int32_t CrcOfText(std::string_view text) const;
-  // Streams the file, so its size doesn't matter. "\" in the path is taken as the folder
-  // separator. Raises 53 for a missing file, 76 for a missing folder, 70 when denied.
+  // Through the platform's file system, so names resolve as every other read does.
+  // Raises 53 for a missing file, 76 for a missing folder, 70 when denied.
   int32_t CrcOfFile(std::string_view path) const;
   // The CRC as decimal text, with a "-" when negative.
   std::string CrcText(int32_t crc) const;
