@@ -1,41 +1,15 @@
-// Loggers that remember what they were told, so tests assert on log lines.
+// The application's side of recording logs: its log writer, and an application with it.
+// The log manager that records is in recording_log_manager.h.
 #pragma once
 
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include "contracts/interfaces.h"
 #include "platform/application.h"
+#include "support/recording_log_manager.h"
 
 namespace korad::testing {
-
-struct LogLine {
-  std::string text;
-  std::string category;
-  int32_t level = 0;
-  enum Kind { Line, Info, Event } kind = Line;
-};
-
-// Stands where a LogManager stands: records Log and LogInfo calls.
-class RecordingLogManager final : public ILogManager {
- public:
-  void Log(std::string_view description, std::string_view category, KORADSLog_Level logLevel = logLevelError) override;
-  void LogInfo(std::string_view logMessage, std::string_view messageSource) override;
-  bool DetailLoggingOn() override { return m_detail; }
-  void SetDetailLoggingOn(bool on) override { m_detail = on; }
-
-  std::vector<LogLine> Lines() const;
-  // Lines whose text contains `fragment` (and, if given, whose category matches).
-  std::vector<LogLine> Matching(std::string_view fragment, std::string_view category = {}) const;
-  size_t CountAtLevel(int32_t level) const;
-  void Clear();
-
- private:
-  mutable std::mutex m_mutex;
-  std::vector<LogLine> m_lines;
-  bool m_detail = false;
-};
 
 // The application's log writer, recording.
 class RecordingLogWriter final : public LogWriter {
