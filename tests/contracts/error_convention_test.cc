@@ -1,15 +1,37 @@
 // The one way the library reports failures, seen from a caller three routines up.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
+#include <string>
+#include <vector>
+#include <stdexcept>
 
 #include "contracts/error_reporter.h"
-#include "support/recording_log.h"
+#include "contracts/interfaces.h"
 
 namespace korad {
 namespace {
 
-using testing::RecordingLogManager;
+// A log manager that keeps its lines; the contracts' tests link nothing above them.
+struct LogLine {
+  std::string text;
+  std::string category;
+  int32_t level;
+};
+class RecordingLogManager final : public ILogManager {
+ public:
+  void Log(std::string_view text, std::string_view category, KORADSLog_Level level) override {
+    m_lines.push_back({std::string(text), std::string(category), level});
+  }
+  void LogInfo(std::string_view text, std::string_view source) override { Log(text, source, logLevelInfo); }
+  bool DetailLoggingOn() override { return false; }
+  void SetDetailLoggingOn(bool) override {}
+  const std::vector<LogLine>& Lines() const { return m_lines; }
+
+ private:
+  std::vector<LogLine> m_lines;
+};
 
 // Three classes in a call chain, each with the handler every public routine has.
 class Reader : public ErrorReporter {
@@ -64,29 +86,38 @@ struct Chain {
   Engine engine{parser};
 };
 
-TEST(ErrorConvention, WithoutLogManagersTheFirstNumberClimbsWithOnePrefixPerLevel) {
-  Chain chain;
+// The Error a call raises; a test failure (and a blank error) when it raises none.
+Error FailureOf(const std::function<void()>& call) {
   try {
-    chain.engine.Run();
-    FAIL() << "the failure should reach the caller";
+    call();
   } catch (const Error& e) {
-    EXPECT_EQ(e.Number(), kErrFileNotFound);
-    EXPECT_EQ(e.Source(), "DevSvcErr");
-    EXPECT_EQ(e.Description(), "Engine.Run: Parser.Parse: Reader.ReadCount: File not found");
+    return e;
   }
+  ADD_FAILURE() << "no error was raised";
+  return Error(0, "", "");
 }
 
-TEST(ErrorConvention, OwnFailureCarriesTheLibraryNumberAndEndsWithSourceDevSvcErr) {
-  Reader reader;
-  try {
-    reader.ReadName();
-    FAIL();
-  } catch (const Error& e) {
-    EXPECT_EQ(e.Number(), kLibraryError);
-    EXPECT_EQ(static_cast<uint32_t>(e.Number()), 0x80040000u);
-    EXPECT_EQ(e.Source(), "DevSvcErr");
-    EXPECT_EQ(e.Description(), "Reader.ReadName: No name configured");
-  }
+// Without log managers the first number climbs with one prefix per level; the library's
+// own failures carry its number, foreign exceptions their text; all end with "DevSvcErr".
+TEST(ErrorConvention, WithoutLogManagersTheFailureReachesTheCallerWithEveryPrefix) {
+  Chain chain;
+  Error e = FailureOf([&] { chain.engine.Run(); });
+  EXPECT_EQ(e.Number(), kErrFileNotFound);
+  EXPECT_EQ(e.Source(), "DevSvcErr");
+  EXPECT_EQ(e.Description(), "Engine.Run: Parser.Parse: Reader.ReadCount: File not found");
+
+  e = FailureOf([&] { chain.reader.ReadName(); });
+  EXPECT_EQ(e.Number(), kLibraryError);
+  EXPECT_EQ(static_cast<uint32_t>(e.Number()), 0x80040000u);
+  EXPECT_EQ(e.Source(), "DevSvcErr");
+  EXPECT_EQ(e.Description(), "Reader.ReadName: No name configured");
+
+  struct Thrower : ErrorReporter {
+    void Go() { Guard("Thrower.Go: ", [] { throw std::runtime_error("disk on fire"); }); }
+  } thrower;
+  e = FailureOf([&] { thrower.Go(); });
+  EXPECT_EQ(e.Number(), kLibraryError);
+  EXPECT_EQ(e.Description(), "Thrower.Go: disk on fire");
 }
 
 // Wherever the log manager sits, the failure stops there: one "DevSvcErr" line at level 2,
@@ -119,26 +150,12 @@ TEST(ErrorConvention, ALogManagerAtAnyLevelLogsOnceAndTheRoutineReturnsItsResult
     // Below the engine the failure is swallowed, so the engine completes.
     EXPECT_EQ(ran, c.level < 2);
   }
-}
 
-TEST(ErrorConvention, SwallowedFailureLeavesTheResultAsItStood) {
+  // A swallowed failure leaves the result as it stood when the failure came.
   Reader reader;
   reader.SetLogManager(std::make_shared<RecordingLogManager>());
   EXPECT_EQ(reader.ReadCount(), 5);
   EXPECT_EQ(reader.ReadName(), "");
-}
-
-TEST(ErrorConvention, ForeignExceptionsBecomeErrorsWithTheirText) {
-  struct Thrower : ErrorReporter {
-    void Go() { Guard("Thrower.Go: ", [] { throw std::runtime_error("disk on fire"); }); }
-  } thrower;
-  try {
-    thrower.Go();
-    FAIL();
-  } catch (const Error& e) {
-    EXPECT_EQ(e.Number(), kLibraryError);
-    EXPECT_EQ(e.Description(), "Thrower.Go: disk on fire");
-  }
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 // the days before 1899-12-30 and the host's month arithmetic.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "contracts/error.h"
 #include "contracts/ole_date.h"
 #include "support/error_number.h"
@@ -32,13 +34,9 @@ TEST(OleDate, CivilRoundTripAcrossTheEpoch) {
     const auto date = OleDate::FromCivil(c.y, c.mo, c.d, c.h, c.mi, c.s);
     ASSERT_TRUE(date.has_value()) << c.y << "-" << c.mo << "-" << c.d;
     EXPECT_DOUBLE_EQ(date->Days(), c.days) << c.y << "-" << c.mo << "-" << c.d;
-    const CivilTime back = OleDate(c.days).ToCivil();
-    EXPECT_EQ(back.year, c.y) << c.days;
-    EXPECT_EQ(back.month, c.mo) << c.days;
-    EXPECT_EQ(back.day, c.d) << c.days;
-    EXPECT_EQ(back.hour, c.h) << c.days;
-    EXPECT_EQ(back.minute, c.mi) << c.days;
-    EXPECT_EQ(back.second, c.s) << c.days;
+    const CivilTime b = OleDate(c.days).ToCivil();
+    EXPECT_EQ(std::tie(b.year, b.month, b.day, b.hour, b.minute, b.second), std::tie(c.y, c.mo, c.d, c.h, c.mi, c.s))
+        << c.days;
   }
   EXPECT_FALSE(OleDate::FromCivil(2025, 2, 29).has_value());
   EXPECT_FALSE(OleDate::FromCivil(2026, 4, 31).has_value());
@@ -70,7 +68,7 @@ TEST(OleDate, SerialRollsMonthsAndDaysOver) {
   EXPECT_FALSE(OleDate::FromSerial(9999, 13, 1).has_value());
 }
 
-TEST(DateAdd, MonthStepsClampToTheLastDay) {
+TEST(DateAdd, MonthStepsClampToTheLastDayAndDayAndTimeStepsOverflowAtTheEnds) {
   EXPECT_EQ(DateAdd("m", 1, Civil(2026, 1, 31)), Civil(2026, 2, 28));
   EXPECT_EQ(DateAdd("m", 1, Civil(2024, 1, 31, 9, 15)), Civil(2024, 2, 29, 9, 15));
   EXPECT_EQ(DateAdd("M", -1, Civil(2026, 3, 31)), Civil(2026, 2, 28));
@@ -79,9 +77,7 @@ TEST(DateAdd, MonthStepsClampToTheLastDay) {
   EXPECT_EQ(DateAdd("m", 2, Civil(1899, 11, 30, 6)), Civil(1900, 1, 30, 6));
   EXPECT_EQ(DateAdd("m", 1.5, Civil(2026, 1, 10)), Civil(2026, 3, 10)) << "1.5 rounds to 2";
   EXPECT_EQ(DateAdd("m", 2.5, Civil(2026, 1, 10)), Civil(2026, 3, 10)) << "2.5 rounds to 2";
-}
 
-TEST(DateAdd, DayAndTimeSteps) {
   EXPECT_EQ(DateAdd("d", -1, Civil(2026, 3, 1, 8)), Civil(2026, 2, 28, 8));
   EXPECT_EQ(DateAdd("d", -1, Civil(1900, 1, 1)), Civil(1899, 12, 31));
   EXPECT_EQ(DateAdd("d", -1, Civil(1899, 12, 30, 6)), Civil(1899, 12, 29, 6));
@@ -134,11 +130,7 @@ TEST(OleDate, WeekdayAndUnixMillis) {
   const OleDate fromMillis = OleDate::FromUnixMillis(march5);
   EXPECT_EQ(fromMillis.ToUnixMillis(), march5);
   const CivilTime c = fromMillis.ToCivil();
-  EXPECT_EQ(c.year, 2026);
-  EXPECT_EQ(c.month, 3);
-  EXPECT_EQ(c.day, 5);
-  EXPECT_EQ(c.hour, 14);
-  EXPECT_EQ(c.millisecond, 123);
+  EXPECT_EQ(std::make_tuple(c.year, c.month, c.day, c.hour, c.millisecond), std::make_tuple(2026, 3, 5, 14, 123));
   EXPECT_EQ(Civil(1899, 12, 29, 6).ToUnixMillis(), -2209248000000 + 6 * 3600000LL);
   EXPECT_EQ(OleDate::FromUnixMillis(-2209161600000 - 18 * 3600000LL), OleDate(-1.25));
 }

@@ -244,10 +244,6 @@ TEST(ValueTypeName, EachKindNamesItself) {
                             c.kind == ValueKind::Single || c.kind == ValueKind::Double;
     EXPECT_EQ(c.value.IsNumberKind(), numberKind) << c.name;
   }
-
-  // Objects show their class.
-  EXPECT_EQ(Value(ObjectRef(std::make_shared<Widget>())).TypeName(), "Widget");
-  EXPECT_EQ(Value(ObjectRef()).TypeName(), "Nothing");
 }
 
 TEST(ValueEquality, SameKindAndSameContent) {

@@ -2,6 +2,8 @@
 // a plug-in declares them.
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "foundation/configurations.h"
 #include "foundation/validation_rules.h"
 #include "platform/platform.h"
@@ -12,6 +14,17 @@ namespace {
 
 using testing::FakeApplication;
 using testing::RecordingLogManager;
+
+// The Error a call raises; a test failure (and a blank error) when it raises none.
+Error FailureOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const Error& e) {
+    return e;
+  }
+  ADD_FAILURE() << "no error was raised";
+  return Error(0, "", "");
+}
 
 TEST(Configurations, SectionsFilledOneAfterAnotherAndViewedThroughTheMoniker) {
   Configurations configs;
@@ -31,13 +44,10 @@ TEST(Configurations, SectionsFilledOneAfterAnotherAndViewedThroughTheMoniker) {
   EXPECT_EQ(configs.Item("x")->Key(), "X");
   EXPECT_EQ(configs.Item("X")->Value(), "2");
   EXPECT_TRUE(configs.Exists("  limit"));
-  try {
-    configs.Item(" limit ");
-    FAIL() << "Exists trims, but the list lookup that follows takes the key as given";
-  } catch (const Error& e) {
-    EXPECT_EQ(e.Number(), kErrInvalidCall);
-    EXPECT_EQ(e.Description(), "Configurations.Item: Invalid procedure call or argument");
-  }
+  // Exists trims, but the list lookup that follows takes the key as given.
+  Error error = FailureOf([&] { configs.Item(" limit "); });
+  EXPECT_EQ(error.Number(), kErrInvalidCall);
+  EXPECT_EQ(error.Description(), "Configurations.Item: Invalid procedure call or argument");
 
   EXPECT_TRUE(configs.IsEmpty("Blank"));
   EXPECT_FALSE(configs.IsEmpty("Limit"));
@@ -50,36 +60,25 @@ TEST(Configurations, SectionsFilledOneAfterAnotherAndViewedThroughTheMoniker) {
   configs.ClearConfigs();
   configs.SetConfigMoniker("CPU");
   EXPECT_EQ(configs.Count(), 0);
+
+  // Keys with inner blanks collide on the composite key.
+  configs.Add("A B", "1");
+  error = FailureOf([&] { configs.Add("AB", "2"); });
+  EXPECT_EQ(error.Number(), kErrDuplicateKey);
+  EXPECT_EQ(error.Description().rfind("Configurations.Add: ", 0), 0u);
+  EXPECT_EQ(configs.Count(), 1);
+  EXPECT_EQ(configs.Item("A B")->Value(), "1");
 }
 
 TEST(Configurations, MissingItemRaisesThroughItsHandlerOrLogs) {
   Configurations configs;
-  try {
-    configs.Item("Nope");
-    FAIL();
-  } catch (const Error& e) {
-    EXPECT_EQ(e.Number(), kLibraryError);
-    EXPECT_EQ(e.Description(), "Configurations.Item: The configuration 'Nope' could not be found");
-  }
+  const Error error = FailureOf([&] { configs.Item("Nope"); });
+  EXPECT_EQ(error.Number(), kLibraryError);
+  EXPECT_EQ(error.Description(), "Configurations.Item: The configuration 'Nope' could not be found");
   auto log = std::make_shared<RecordingLogManager>();
   configs.SetLogManager(log);
   EXPECT_EQ(configs.Item("Nope"), nullptr);
   EXPECT_EQ(log->Matching("Configurations.Item: The configuration 'Nope'", "DevSvcErr").size(), 1u);
-}
-
-TEST(Configurations, KeysWithInnerBlanksCollideOnTheCompositeKey) {
-  Configurations configs;
-  configs.SetConfigMoniker("S");
-  configs.Add("A B", "1");
-  try {
-    configs.Add("AB", "2");
-    FAIL();
-  } catch (const Error& e) {
-    EXPECT_EQ(e.Number(), kErrDuplicateKey);
-    EXPECT_EQ(e.Description().rfind("Configurations.Add: ", 0), 0u);
-  }
-  EXPECT_EQ(configs.Count(), 1);
-  EXPECT_EQ(configs.Item("A B")->Value(), "1");
 }
 
 TEST(Configurations, ValueAsDateAndAsLeadingNumber) {
@@ -90,12 +89,8 @@ TEST(Configurations, ValueAsDateAndAsLeadingNumber) {
   EXPECT_EQ(configs.Item("Start")->ValueDate(), *OleDate::FromCivil(2026, 3, 5, 14, 30));
   EXPECT_DOUBLE_EQ(configs.Item("Limit")->ValueNumeric(), 12.5);
   EXPECT_DOUBLE_EQ(configs.Item("Word")->ValueNumeric(), 0.0);
-  try {
-    configs.Item("Word")->ValueDate();
-    FAIL();
-  } catch (const Error& e) {
-    EXPECT_EQ(e.Description(), "The value for key 'Word' could not be converted to a date");
-  }
+  EXPECT_EQ(FailureOf([&] { configs.Item("Word")->ValueDate(); }).Description(),
+            "The value for key 'Word' could not be converted to a date");
 }
 
 TEST(Configurations, ServiceStatusAsksTheApplicationOnlyInServiceMode) {
@@ -128,13 +123,9 @@ TEST(ValidationRules, RulesAreStoredWithoutBlanksAndOverwrittenByKey) {
   EXPECT_NE(rules.Item("AB"), nullptr);
   EXPECT_FALSE(rules.Exists("A B"));
   EXPECT_EQ(rules.Item("A B"), nullptr) << "a missing rule is an empty reference, no error";
-  try {
-    rules.Add("A B");
-    FAIL();
-  } catch (const Error& e) {
-    EXPECT_EQ(e.Number(), kErrDuplicateKey);
-    EXPECT_EQ(e.Description().rfind("ValidationRules.Add: ", 0), 0u);
-  }
+  const Error error = FailureOf([&] { rules.Add("A B"); });
+  EXPECT_EQ(error.Number(), kErrDuplicateKey);
+  EXPECT_EQ(error.Description().rfind("ValidationRules.Add: ", 0), 0u);
   auto fresh = std::make_shared<ValidationRule>();
   EXPECT_TRUE(fresh->IsRequired);
   EXPECT_EQ(fresh->DataType, "String");

@@ -32,14 +32,11 @@ TEST_F(HomeDirectoryTest, SharedProgramFolderSitsUnderTheCommonFilesFolder) {
   EXPECT_EQ(GetSpecialFolder(0x7777), "");
 }
 
-TEST(GlobalFunctions, KeysAndBlanks) {
+TEST(GlobalFunctions, KeysBlanksAndFileExistsReadingErrorsAsFalse) {
   EXPECT_EQ(NormalizeKey("  my Key "), "MY KEY");
   EXPECT_EQ(StripSpaces(" My  Key "), "MyKey");
   EXPECT_TRUE(IsBlank(""));
   EXPECT_FALSE(IsBlank(" "));
-}
-
-TEST(GlobalFunctions, FileExistsReadsErrorsAsFalse) {
   EXPECT_TRUE(FileExists("/"));
   EXPECT_FALSE(FileExists("/no/such/file/anywhere"));
   EXPECT_FALSE(FileExists(std::string(5000, 'x')));

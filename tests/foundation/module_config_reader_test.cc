@@ -146,12 +146,8 @@ TEST_F(ModuleConfigReaderTest, PrecedenceFromSectionLineToConfigurationLineByNam
   auto view = GetNextConfiguration("MonitorX", "", path, m_log, sections, globals, index, noMore);
   ASSERT_FALSE(noMore);
   ASSERT_EQ(view->ConfigMoniker(), "CPU");
-  EXPECT_EQ(view->Item("P1")->Value(), "section");
-  EXPECT_EQ(view->Item("P2")->Value(), "global-section");
-  EXPECT_EQ(view->Item("P3")->Value(), "pro-global");
-  EXPECT_EQ(view->Item("P4")->Value(), "module");
-  EXPECT_EQ(view->Item("P5")->Value(), "by-section");
-  EXPECT_EQ(view->Item("P6")->Value(), "by-name");
+  const char* decided[] = {"section", "global-section", "pro-global", "module", "by-section", "by-name"};
+  for (int p = 1; p <= 6; ++p) EXPECT_EQ(view->Item("P" + std::to_string(p))->Value(), decided[p - 1]) << p;
   EXPECT_EQ(view->Item("P7")->Value(), "<[?mvProperty.Shared] shared>")
       << "property macros are replaced once, after the overrides";
   EXPECT_EQ(m_log->Matching(") mpdule level match for key P6. Setting value pro-global to module").size(), 1u);
@@ -178,20 +174,18 @@ TEST_F(ModuleConfigReaderTest, TheFullReaderRefusesMissingAndUnreadableFiles) {
   EXPECT_EQ(empty->Count(), 0);
   EXPECT_FALSE(sections);
 
-  try {
-    GetConfigurations("MonitorX", m_home / "ModuleConfigs/Missing.ini", m_log, sections);
-    FAIL() << "no error";
-  } catch (const Error& error) {
-    EXPECT_EQ(error.Number(), kLibraryError);
-    EXPECT_EQ(error.Description(), "Specified configuration file does not exist");
-  }
   std::filesystem::create_directories(m_home / "ModuleConfigs/Folder.ini");
-  try {
-    GetConfigurations("MonitorX", m_home / "ModuleConfigs/Folder.ini", m_log, sections);
-    FAIL() << "no error";
-  } catch (const Error& error) {
-    EXPECT_EQ(error.Number(), kLibraryError);
-    EXPECT_EQ(error.Description(), "Could not retrieve sections from the configuration file");
+  const std::pair<const char*, const char*> refusals[] = {
+      {"Missing.ini", "Specified configuration file does not exist"},
+      {"Folder.ini", "Could not retrieve sections from the configuration file"}};
+  for (const auto& [name, description] : refusals) {
+    try {
+      GetConfigurations("MonitorX", m_home / (std::string("ModuleConfigs/") + name), m_log, sections);
+      ADD_FAILURE() << name << " was read";
+    } catch (const Error& error) {
+      EXPECT_EQ(error.Number(), kLibraryError);
+      EXPECT_EQ(error.Description(), description);
+    }
   }
   auto none = GetConfigurations("MonitorX", WriteFile("ModuleConfigs/Empty.ini", ""), m_log, sections);
   EXPECT_EQ(none->Count(), 0);

@@ -2,6 +2,8 @@
 // and which of two equal keys wins.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "foundation/agent_home_fixture.h"
 #include "foundation/module_properties.h"
 #include "platform/scripting_dictionary.h"
@@ -13,12 +15,17 @@ using testing::AgentHomeTest;
 
 class ModulePropertiesTest : public AgentHomeTest {};
 
-TEST_F(ModulePropertiesTest, MissingFileIsAnEmptyMap) {
+TEST_F(ModulePropertiesTest, AMissingFileIsAnEmptyMapAndEditsCountFromTheNextRead) {
   auto properties = LoadProperties("MonitorX", m_log);
   EXPECT_EQ(properties->Count(), 0u);
   ASSERT_EQ(m_log->Lines().size(), 2u);
   EXPECT_EQ(m_log->Lines()[0].text, "LoadProperties started");
   EXPECT_EQ(m_log->Lines()[1].text, "LoadProperties complete");
+
+  WriteFile("ModuleConfigs/Module.pro", "GLOBAL.A=1\n");
+  EXPECT_EQ(FindModuleProp(*LoadProperties("M", nullptr), "GLOBAL.A")->Value, "1");
+  WriteFile("ModuleConfigs/Module.pro", "GLOBAL.A=2\n");
+  EXPECT_EQ(FindModuleProp(*LoadProperties("M", nullptr), "GLOBAL.A")->Value, "2");
 }
 
 TEST_F(ModulePropertiesTest, LinesOfTheModuleAndGlobalLinesWithTheLaterOfTwoKeysWinning) {
@@ -38,20 +45,15 @@ TEST_F(ModulePropertiesTest, LinesOfTheModuleAndGlobalLinesWithTheLaterOfTwoKeys
   EXPECT_EQ(properties->Keys(), (std::vector<std::string>{"GLOBAL.TIMEOUT", "MONITORX.CFG.KEY", "MONITORX.7.LIMIT",
                                                            "MONITORX.2.5.LIMIT", "MONITORX.LIMIT", "GLOBAL.PATH"}));
 
-  const ModuleProp* global = FindModuleProp(*properties, "GLOBAL.TIMEOUT");
-  ASSERT_NE(global, nullptr);
-  EXPECT_EQ(global->ModuleName, "GLOBAL");
-  EXPECT_EQ(global->Key, "TIMEOUT");
-  EXPECT_EQ(global->Value, "1.5");
-  EXPECT_EQ(global->Config, "");
+  // Module, configuration, key and value of each line.
+  using Parts = std::tuple<std::string, std::string, std::string, std::string>;
+  auto parts = [&](const char* key) {
+    const ModuleProp* p = FindModuleProp(*properties, key);
+    return p ? Parts{p->ModuleName, p->Config, p->Key, p->Value} : Parts{};
+  };
+  EXPECT_EQ(parts("GLOBAL.TIMEOUT"), (Parts{"GLOBAL", "", "TIMEOUT", "1.5"}));
   EXPECT_EQ(FindModuleProp(*properties, "GLOBAL.PATH")->Value, "C:\\a.b\\c.d");
-
-  const ModuleProp* config = FindModuleProp(*properties, "MONITORX.CFG.KEY");
-  ASSERT_NE(config, nullptr);
-  EXPECT_EQ(config->ModuleName, "MONITORX");
-  EXPECT_EQ(config->Config, "CFG");
-  EXPECT_EQ(config->Key, "KEY");
-  EXPECT_EQ(config->Value, "1.5");
+  EXPECT_EQ(parts("MONITORX.CFG.KEY"), (Parts{"MONITORX", "CFG", "KEY", "1.5"}));
 
   const ModuleProp* numbered = FindModuleProp(*properties, "MONITORX.7.LIMIT");
   EXPECT_EQ(numbered->Config, "");
@@ -83,13 +85,6 @@ TEST_F(ModulePropertiesTest, LinesOfTheModuleAndGlobalLinesWithTheLaterOfTwoKeys
   EXPECT_EQ(object->GetProperty("config").ToText(), "CFG");
   object->LetProperty("ConfigID", Value("12"));
   EXPECT_EQ(object->GetProperty("ConfigID"), Value(int32_t{12}));
-}
-
-TEST_F(ModulePropertiesTest, EditsCountFromTheNextRead) {
-  WriteFile("ModuleConfigs/Module.pro", "GLOBAL.A=1\n");
-  EXPECT_EQ(FindModuleProp(*LoadProperties("M", nullptr), "GLOBAL.A")->Value, "1");
-  WriteFile("ModuleConfigs/Module.pro", "GLOBAL.A=2\n");
-  EXPECT_EQ(FindModuleProp(*LoadProperties("M", nullptr), "GLOBAL.A")->Value, "2");
 }
 
 }  // namespace

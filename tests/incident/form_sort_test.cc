@@ -30,7 +30,7 @@ void FinalizeAll(const IncidentForms::FormList& list) {
   for (const IncidentFormRef& form : list) form->Finalize();
 }
 
-TEST(FormSort, EqualTimesComeOutInTheOrderTheQuicksortLeavesThem) {
+TEST(FormSort, ByTimeBetweenTheGivenPositionsAndEqualTimesInTheOrderTheQuicksortLeaves) {
   IncidentForms forms;
   const IncidentForms::FormList arrival = FormsAt({0, 0, 0, 0});
   IncidentForms::FormList list = arrival;
@@ -41,15 +41,12 @@ TEST(FormSort, EqualTimesComeOutInTheOrderTheQuicksortLeavesThem) {
   list = {arrival[0], arrival[1]};
   forms.QuickSortForms2(list, 1, 2);
   EXPECT_EQ(list, (IncidentForms::FormList{arrival[1], arrival[0]}));
-  FinalizeAll(arrival);
-}
 
-TEST(FormSort, SortsByTimeBetweenTheGivenPositionsOnly) {
-  IncidentForms forms;
-  const IncidentForms::FormList arrival = FormsAt({9, 5, 7, 1, 3});
-  IncidentForms::FormList list = arrival;
+  // Sorts by time between the given positions only.
+  const IncidentForms::FormList mixed = FormsAt({9, 5, 7, 1, 3});
+  list = mixed;
   forms.QuickSortForms2(list, 2, 4);
-  EXPECT_EQ(list, (IncidentForms::FormList{arrival[0], arrival[3], arrival[1], arrival[2], arrival[4]}));
+  EXPECT_EQ(list, (IncidentForms::FormList{mixed[0], mixed[3], mixed[1], mixed[2], mixed[4]}));
 
   std::mt19937 random(7);
   std::vector<double> minutes(300);
@@ -62,6 +59,7 @@ TEST(FormSort, SortsByTimeBetweenTheGivenPositionsOnly) {
   }));
   EXPECT_TRUE(std::is_permutation(list.begin(), list.end(), many.begin()));
   FinalizeAll(arrival);
+  FinalizeAll(mixed);
   FinalizeAll(many);
 }
 

@@ -50,9 +50,8 @@ TEST_F(IncidentStateTest, ADateLivesTwiceAndLeavesTogether) {
   EXPECT_TRUE(RawKeys().empty());
   EXPECT_EQ(m_state.Count(), 0);
   EXPECT_EQ(m_state.AllConfigMonikers().Count(), 0u);
-}
 
-TEST_F(IncidentStateTest, AUtcDateGetsItsLocalTwin) {
+  // A UTC date gets its local twin.
   m_state.Add("SeenUTC", Value(At(8)));
   EXPECT_TRUE(testing::IsDateAt(m_state.Item("Seen"), At(10)));
   m_state.Remove("SeenUTC");

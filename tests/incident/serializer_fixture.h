@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -44,15 +43,7 @@ class SerializerTest : public ::testing::Test {
   }
 
   std::string SerializePath(const std::string& name) const { return m_home / ("Serialize/" + name); }
-  static std::string ReadAll(const std::string& path) {
-    std::string text;
-    if (FILE* file = std::fopen(path.c_str(), "rb")) {
-      char buffer[4096];
-      for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) text.append(buffer, n);
-      std::fclose(file);
-    }
-    return text;
-  }
+  static std::string ReadAll(const std::string& path) { return ReadBytes(path); }
   // A day in March 2024 at the hour given, minute 30.
   static OleDate At(int hour) { return *OleDate::FromCivil(2024, 3, 5, hour, 30, 0); }
 

@@ -100,6 +100,11 @@ TEST_F(FileRegistryTest, EnumerationFollowsCreationOrder) {
 
 TEST_F(FileRegistryTest, DeletingAKeyTakesItsSubkeysAndNothingElse) {
   auto registry = Open();
+  EXPECT_FALSE(registry->KeyExists(kLM, "A"));
+  EXPECT_FALSE(registry->QueryValue(kLM, "A", "v"));
+  EXPECT_FALSE(registry->DeleteKey(kLM, "A"));
+  EXPECT_FALSE(std::filesystem::exists(m_temp.Path("Registry"))) << "reading a missing store creates nothing";
+
   ASSERT_TRUE(registry->SetValue(kLM, "A\\B\\C", "v", RegistryValue::Dword(1)));
   ASSERT_TRUE(registry->SetValue(kLM, "A\\B", "v", RegistryValue::Dword(2)));
   ASSERT_TRUE(registry->SetValue(kLM, "A\\D", "v", RegistryValue::Dword(3)));
@@ -115,14 +120,6 @@ TEST_F(FileRegistryTest, DeletingAKeyTakesItsSubkeysAndNothingElse) {
   EXPECT_FALSE(registry->DeleteValue(kLM, "A\\D", "missing"));
   EXPECT_FALSE(registry->DeleteValue(kLM, "A\\missing", "v"));
   EXPECT_TRUE(registry->KeyExists(kLM, ""));
-}
-
-TEST_F(FileRegistryTest, ReadingAMissingStoreCreatesNothing) {
-  auto registry = Open();
-  EXPECT_FALSE(registry->KeyExists(kLM, "Software"));
-  EXPECT_FALSE(registry->QueryValue(kLM, "Software", "x"));
-  EXPECT_FALSE(registry->DeleteKey(kLM, "Software"));
-  EXPECT_FALSE(std::filesystem::exists(m_temp.Path("Registry")));
 }
 
 TEST_F(FileRegistryTest, ADamagedFileYieldsWhatIsStillLegible) {
@@ -142,7 +139,7 @@ TEST_F(FileRegistryTest, ADamagedFileYieldsWhatIsStillLegible) {
 
 // Each writer adds its own values to one key; every value must be there at the end, and a
 // reader watching meanwhile must never see the count drop (a lost or half-written update).
-TEST_F(FileRegistryTest, ConcurrentProcessesLoseNothing) {
+TEST_F(FileRegistryTest, ConcurrentProcessesAndThreadsLoseNothing) {
   constexpr int kWriters = 2;
   constexpr int kEach = 100;
   std::vector<pid_t> children;
@@ -161,6 +158,13 @@ TEST_F(FileRegistryTest, ConcurrentProcessesLoseNothing) {
     children.push_back(pid);
   }
 
+  // Threads of this process must exclude each other as the processes do.
+  auto threadWriter = [this](char tag) {
+    auto registry = Open();
+    for (int i = 0; i < 30; ++i) registry->SetValue(kLM, "Threads", tag + std::to_string(i), RegistryValue::Dword(i));
+  };
+  std::thread first(threadWriter, 'a');
+  std::thread second(threadWriter, 'b');
   auto watcher = Open();
   size_t lastSeen = 0;
   int running = kWriters;
@@ -175,8 +179,11 @@ TEST_F(FileRegistryTest, ConcurrentProcessesLoseNothing) {
     }
   }
   for (pid_t pid : children) ::waitpid(pid, nullptr, 0);
+  first.join();
+  second.join();
 
   auto registry = Open();
+  EXPECT_EQ(registry->EnumValueNames(kLM, "Threads")->size(), 60u);
   ASSERT_EQ(registry->EnumValueNames(kLM, "Shared")->size(), static_cast<size_t>(kWriters * kEach));
   for (int w = 0; w < kWriters; ++w) {
     for (int i = 0; i < kEach; ++i) {
@@ -187,28 +194,11 @@ TEST_F(FileRegistryTest, ConcurrentProcessesLoseNothing) {
   EXPECT_FALSE(std::filesystem::exists(HiveFile("HKEY_LOCAL_MACHINE") + ".tmp"));
 }
 
-// Threads of one process must exclude each other as processes do.
-TEST_F(FileRegistryTest, ConcurrentThreadsLoseNothing) {
-  constexpr int kEach = 30;
-  auto writer = [this](char tag) {
-    auto registry = Open();
-    for (int i = 0; i < kEach; ++i) {
-      registry->SetValue(kLM, "Threads", std::string(1, tag) + std::to_string(i), RegistryValue::Dword(i));
-    }
-  };
-  std::thread first(writer, 'a');
-  std::thread second(writer, 'b');
-  first.join();
-  second.join();
-  EXPECT_EQ(Open()->EnumValueNames(kLM, "Threads")->size(), static_cast<size_t>(2 * kEach));
-}
-
 TEST(RegistryHiveNames, LongAndShortFormsWithoutCase) {
-  EXPECT_EQ(ParseRegistryHive("HKEY_LOCAL_MACHINE"), RegistryHive::LocalMachine);
-  EXPECT_EQ(ParseRegistryHive("hklm"), RegistryHive::LocalMachine);
-  EXPECT_EQ(ParseRegistryHive("Hkey_Current_User"), RegistryHive::CurrentUser);
-  EXPECT_EQ(ParseRegistryHive("HKCR"), RegistryHive::ClassesRoot);
-  EXPECT_EQ(ParseRegistryHive("HKEY_USERS"), RegistryHive::Users);
+  const std::pair<const char*, RegistryHive> names[] = {
+      {"HKEY_LOCAL_MACHINE", kLM}, {"hklm", kLM}, {"Hkey_Current_User", RegistryHive::CurrentUser},
+      {"HKCR", RegistryHive::ClassesRoot}, {"HKEY_USERS", RegistryHive::Users}};
+  for (const auto& [name, hive] : names) EXPECT_EQ(ParseRegistryHive(name), hive) << name;
   EXPECT_FALSE(ParseRegistryHive("HKEY_LOCAL_MACHINE\\"));
   EXPECT_FALSE(ParseRegistryHive(""));
   EXPECT_EQ(RegistryHiveName(RegistryHive::ClassesRoot), "HKEY_CLASSES_ROOT");

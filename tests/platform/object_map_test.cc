@@ -410,20 +410,5 @@ TEST(ObjectMap, ThreadsReadAtTheSameTime) {
   EXPECT_EQ(failures, std::vector<int>(4, 0));
 }
 
-TEST(Base64, RoundTripsEveryByteAndRefusesWhatNoEncodingMakes) {
-  std::string bytes;
-  for (int i = 0; i < 256; ++i) bytes += static_cast<char>(i);
-  for (size_t length = 0; length <= 5; ++length) {
-    const std::string piece = bytes.substr(251 - length, length);
-    EXPECT_EQ(Base64Decode(Base64Encode(piece)), piece) << length;
-  }
-  EXPECT_EQ(Base64Decode(Base64Encode(bytes)), bytes);
-  EXPECT_EQ(Base64Encode("ABCDE"), "QUJDREU=");
-  EXPECT_EQ(Base64Decode("QUJD\r\nREU="), "ABCDE") << "wrapped text reads";
-  for (const char* bad : {"A", "AB=", "A===", "AB==CD==", "AB*D", "QUJDREU=X"}) {
-    EXPECT_FALSE(Base64Decode(bad).has_value()) << bad;
-  }
-}
-
 }  // namespace
 }  // namespace korad

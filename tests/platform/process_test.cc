@@ -61,22 +61,24 @@ class ProcessRun : public ::testing::Test {
   std::shared_ptr<ProcessLauncher> launcher = MakePosixProcessLauncher();
 };
 
-TEST_F(ProcessRun, OutputBothStreamsAndTheExitCodeComeBack) {
+TEST_F(ProcessRun, OutputBothStreamsTheExitCodeAndASignalComeBackAndPathIsSearched) {
   const std::string script = Script("check", "echo \"line one | a=1\"\necho second\necho oops >&2\nexit 2\n");
-  const ProcessOutcome outcome = launcher->Run(SplitCommandLine("\"" + script + "\" x"), {});
+  ProcessOutcome outcome = launcher->Run(SplitCommandLine("\"" + script + "\" x"), {});
   EXPECT_EQ(outcome.exitCode, 2);
   EXPECT_EQ(outcome.signal, 0);
   EXPECT_FALSE(outcome.timedOut);
   EXPECT_EQ(outcome.output, "line one | a=1\nsecond\n");
   EXPECT_EQ(outcome.errorOutput, "oops\n");
   EXPECT_FALSE(outcome.outputTruncated);
-}
 
-TEST_F(ProcessRun, ArgumentsArriveAsSplitAndPathIsSearched) {
-  const ProcessOutcome outcome =
-      launcher->Run(SplitCommandLine(R"(printf "[%s]" "a b" c\"d "")"), {});
+  outcome = launcher->Run(SplitCommandLine(R"(printf "[%s]" "a b" c\"d "")"), {});
   EXPECT_EQ(outcome.exitCode, 0);
-  EXPECT_EQ(outcome.output, R"([a b][c"d][])");
+  EXPECT_EQ(outcome.output, R"([a b][c"d][])") << "arguments arrive as split";
+
+  outcome = launcher->Run({Script("term", "kill -TERM $$\n")}, {});
+  EXPECT_EQ(outcome.signal, SIGTERM);
+  EXPECT_EQ(outcome.exitCode, 128 + SIGTERM);
+  EXPECT_FALSE(outcome.timedOut);
 }
 
 TEST_F(ProcessRun, OutputBeyondTheLimitIsDrainedAndDropped) {
@@ -118,23 +120,14 @@ TEST_F(ProcessRun, TheTimeLimitKillsTheProgramAndWhatItStarted) {
   EXPECT_TRUE(gone);
 }
 
-TEST_F(ProcessRun, AProgramEndedByASignalReportsIt) {
-  const ProcessOutcome outcome = launcher->Run({Script("term", "kill -TERM $$\n")}, {});
-  EXPECT_EQ(outcome.signal, SIGTERM);
-  EXPECT_EQ(outcome.exitCode, 128 + SIGTERM);
-  EXPECT_FALSE(outcome.timedOut);
-}
-
-TEST_F(ProcessRun, AMissingOrNonExecutableProgramRaises) {
+TEST_F(ProcessRun, AMissingProgramRaisesAndAStartedOneRunsOnWithoutTheCaller) {
   EXPECT_EQ(testing::NumberOf([&] { launcher->Run({folder / "absent"}, {}); }), kErrFileNotFound);
   const std::string plain = folder / "plain";
   testing::WriteBytes(plain, "#!/bin/sh\n");
   EXPECT_EQ(testing::NumberOf([&] { launcher->Run({plain}, {}); }), kErrPermissionDenied);
   EXPECT_EQ(testing::NumberOf([&] { launcher->Run({}, {}); }), kErrInvalidCall);
   EXPECT_EQ(testing::NumberOf([&] { launcher->Start({folder / "absent"}); }), kErrFileNotFound);
-}
 
-TEST_F(ProcessRun, AStartedProgramRunsOnWithoutTheCaller) {
   const std::string marker = folder / "ran";
   const int32_t pid = launcher->Start({Script("touch", "echo noise\ntouch " + marker + "\n")});
   EXPECT_GT(pid, 0);

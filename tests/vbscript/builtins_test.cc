@@ -71,7 +71,7 @@ TEST_F(BuiltinTest, TextFunctions) {
   EXPECT_EQ(EvalFailure("Join(\"not an array\")").Number(), kErrTypeMismatch);
 }
 
-TEST_F(BuiltinTest, ConversionsAndNumbers) {
+TEST_F(BuiltinTest, ConversionsNumbersAndWrongArgumentCounts) {
   EXPECT_EQ(Text("CInt(2.5) & CInt(3.5) & CInt(-2.5) & CLng(\"12\")"), "24-212");
   EXPECT_EQ(Type("CInt(\"7\")") + Type("CLng(7)") + Type("CDbl(7)") + Type("CStr(7)") + Type("CBool(7)"),
             "IntegerLongDoubleStringBoolean");
@@ -91,9 +91,8 @@ TEST_F(BuiltinTest, ConversionsAndNumbers) {
   EXPECT_EQ(EvalFailure("CBool(\"maybe\")").Number(), kErrTypeMismatch);
   EXPECT_EQ(EvalFailure("CDate(\"13/45/2024\")").Number(), kErrTypeMismatch);
   EXPECT_EQ(EvalFailure("Sqr(-1)").Number(), kErrInvalidCall);
-}
 
-TEST_F(BuiltinTest, WrongArgumentCountsAndAssignmentsToBuiltins) {
+  // Wrong argument counts and assignments to built-ins.
   Error e = EvalFailure("Left(\"abc\")");
   EXPECT_EQ(e.Number(), 450);
   EXPECT_EQ(e.Description(), "Wrong number of arguments or invalid property assignment: 'Left'");

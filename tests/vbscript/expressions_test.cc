@@ -22,7 +22,7 @@ TEST_F(ExpressionTest, PrecedenceAndAssociativity) {
   EXPECT_EQ(Text("(1 + 2) * 3"), "9");
 }
 
-TEST_F(ExpressionTest, ArithmeticWidensIntegerToLongToDouble) {
+TEST_F(ExpressionTest, ArithmeticWidensIntegerToLongToDoubleAndDatesCountInDays) {
   EXPECT_EQ(Type("1 + 1"), "Integer");
   EXPECT_EQ(Type("32767 + 1"), "Long");
   EXPECT_EQ(Type("2147483647 + 1"), "Double");
@@ -37,6 +37,12 @@ TEST_F(ExpressionTest, ArithmeticWidensIntegerToLongToDouble) {
   EXPECT_EQ(Text("7.5 \\ 2"), "4");  // 7.5 rounds to 8 first
   EXPECT_EQ(Text("1.5 + 1"), "2.5");
   EXPECT_EQ(Text("-(-32768)"), "32768");
+  // Dates add and subtract as days.
+  EXPECT_EQ(Text("#2024-01-15# + 1"), "2024-01-16");
+  EXPECT_EQ(Type("#2024-01-15# + 1"), "Date");
+  EXPECT_EQ(Text("#2024-01-15 12:00# - #2024-01-14#"), "1.5");
+  EXPECT_EQ(Type("#2024-01-16# - 0.25"), "Date");
+  EXPECT_EQ(Text("#1/2/2024 3:04 PM#"), "2024-01-02 15:04:00");
 }
 
 TEST_F(ExpressionTest, PlusJoinsTextAndAddsTextThatIsANumber) {
@@ -50,26 +56,7 @@ TEST_F(ExpressionTest, PlusJoinsTextAndAddsTextThatIsANumber) {
   EXPECT_EQ(EvalFailure("\"x\" + 1").Number(), kErrTypeMismatch);
 }
 
-TEST_F(ExpressionTest, DatesAddAndSubtractAsDays) {
-  EXPECT_EQ(Text("#2024-01-15# + 1"), "2024-01-16");
-  EXPECT_EQ(Type("#2024-01-15# + 1"), "Date");
-  EXPECT_EQ(Text("#2024-01-15 12:00# - #2024-01-14#"), "1.5");
-  EXPECT_EQ(Type("#2024-01-16# - 0.25"), "Date");
-  EXPECT_EQ(Text("#1/2/2024 3:04 PM#"), "2024-01-02 15:04:00");
-}
-
-TEST_F(ExpressionTest, NullPropagatesExceptWhereTheOtherSideDecides) {
-  EXPECT_TRUE(Eval("Null + 1").IsNull());
-  EXPECT_TRUE(Eval("Null = Null").IsNull());
-  EXPECT_TRUE(Eval("Not Null").IsNull());
-  EXPECT_EQ(Text("Null And False"), "False");
-  EXPECT_EQ(Text("True Or Null"), "True");
-  EXPECT_TRUE(Eval("True And Null").IsNull());
-  Run("If Null Then x = 1 Else x = 2");
-  EXPECT_EQ(Text("x"), "2");
-}
-
-TEST_F(ExpressionTest, LogicIsBitwiseOnNumbersAndLogicalOnBooleans) {
+TEST_F(ExpressionTest, LogicIsBitwiseOnNumbersLogicalOnBooleansAndNullPropagates) {
   EXPECT_EQ(Text("12 And 10"), "8");
   EXPECT_EQ(Text("12 Or 3"), "15");
   EXPECT_EQ(Text("12 Xor 10"), "6");
@@ -81,6 +68,15 @@ TEST_F(ExpressionTest, LogicIsBitwiseOnNumbersAndLogicalOnBooleans) {
   EXPECT_EQ(Text("True And 5"), "5");
   EXPECT_EQ(Text("True Eqv False") + Text("False Imp False"), "FalseTrue");
   EXPECT_EQ(Text("\"True\" And True"), "True");
+  // Null propagates except where the other side decides.
+  EXPECT_TRUE(Eval("Null + 1").IsNull());
+  EXPECT_TRUE(Eval("Null = Null").IsNull());
+  EXPECT_TRUE(Eval("Not Null").IsNull());
+  EXPECT_EQ(Text("Null And False"), "False");
+  EXPECT_EQ(Text("True Or Null"), "True");
+  EXPECT_TRUE(Eval("True And Null").IsNull());
+  Run("If Null Then x = 1 Else x = 2");
+  EXPECT_EQ(Text("x"), "2");
 }
 
 TEST_F(ExpressionTest, ComparisonsBetweenKinds) {

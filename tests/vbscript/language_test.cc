@@ -6,12 +6,18 @@ namespace {
 
 using LanguageTest = ScriptTest;
 
-TEST_F(LanguageTest, NamesAndKeywordsIgnoreCaseAndVariablesNeedNoDeclaration) {
+TEST_F(LanguageTest, NamesIgnoreCaseVariablesNeedNoDeclarationAndLaterCodeReplacesProcedures) {
   Run(Lines({"DIM Total", "total = 5", "If TOTAL = 5 then count = 1 else count = 2", "FUNCTION Twice(x)",
              "  twice = X * 2", "END function"}));
   EXPECT_EQ(Text("Count"), "1");
   EXPECT_EQ(Text("TWICE(tOtAl)"), "10");
   EXPECT_EQ(Type("never_assigned"), "Empty");
+
+  // Code added later replaces a procedure and sees earlier globals.
+  Run(Lines({"base = 100", "Function Value_Of()", "  Value_Of = base + 1", "End Function"}));
+  EXPECT_EQ(Text("Value_Of()"), "101");
+  Run(Lines({"Function Value_Of()", "  Value_Of = base + 2", "End Function"}));
+  EXPECT_EQ(Text("Value_Of"), "102");
 }
 
 TEST_F(LanguageTest, ProceduresTakeArgumentsByReferenceUnlessByValOrParenthesised) {
@@ -146,13 +152,6 @@ TEST_F(LanguageTest, ConstantsAndOptionExplicit) {
   EXPECT_EQ(e.Number(), 500);
   EXPECT_EQ(e.Description(), "Variable is undefined: 'undeclared'");
   EXPECT_EQ(RunFailure("other = 2").Description(), "Variable is undefined: 'other'");
-}
-
-TEST_F(LanguageTest, CodeAddedLaterReplacesAProcedureAndSeesEarlierGlobals) {
-  Run(Lines({"base = 100", "Function Value_Of()", "  Value_Of = base + 1", "End Function"}));
-  EXPECT_EQ(Text("Value_Of()"), "101");
-  Run(Lines({"Function Value_Of()", "  Value_Of = base + 2", "End Function"}));
-  EXPECT_EQ(Text("Value_Of"), "102");
 }
 
 }  // namespace
