@@ -8,30 +8,12 @@
 #include <stdexcept>
 
 #include "contracts/error_reporter.h"
-#include "contracts/interfaces.h"
+#include "support/recording_log_manager.h"
 
 namespace korad {
 namespace {
 
-// A log manager that keeps its lines; the contracts' tests link nothing above them.
-struct LogLine {
-  std::string text;
-  std::string category;
-  int32_t level;
-};
-class RecordingLogManager final : public ILogManager {
- public:
-  void Log(std::string_view text, std::string_view category, KORADSLog_Level level) override {
-    m_lines.push_back({std::string(text), std::string(category), level});
-  }
-  void LogInfo(std::string_view text, std::string_view source) override { Log(text, source, logLevelInfo); }
-  bool DetailLoggingOn() override { return false; }
-  void SetDetailLoggingOn(bool) override {}
-  const std::vector<LogLine>& Lines() const { return m_lines; }
-
- private:
-  std::vector<LogLine> m_lines;
-};
+using testing::RecordingLogManager;
 
 // Three classes in a call chain, each with the handler every public routine has.
 class Reader : public ErrorReporter {
