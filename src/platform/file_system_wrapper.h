@@ -14,8 +14,6 @@ class FileSystemWrapper : public FileSystem {
  public:
   explicit FileSystemWrapper(std::shared_ptr<FileSystem> target) : m_target(std::move(target)) {}
 
-  FileSystem& Target() const { return *m_target; }
-
   std::optional<std::string> Resolve(std::string_view path) override { return m_target->Resolve(path); }
   std::string ResolveForWrite(std::string_view path) override { return m_target->ResolveForWrite(path); }
   bool Exists(std::string_view path) override { return m_target->Exists(path); }

@@ -127,7 +127,7 @@ void MemoryFileSystem::WriteFileAtomic(std::string_view path, std::string_view d
   std::lock_guard lock(m_mutex);
   Node& file = NewFile(path, "rename");
   file.content.assign(data);
-  file.modifiedUtc = file.accessedUtc = Now();
+  file.modifiedUtc = Now();
 }
 
 void MemoryFileSystem::AppendFile(std::string_view path, std::string_view data) {
@@ -169,10 +169,7 @@ void MemoryFileSystem::CreateDirectories(std::string_view path) {
   Node* current = &m_root;
   for (std::string_view part : SplitNonEmpty(native, '/')) {
     auto& slot = current->children[std::string(part)];
-    if (!slot) {
-      const OleDate now = Now();
-      slot = std::make_unique<Node>(Node{true, {}, now, now, {}});
-    }
+    if (!slot) slot = std::make_unique<Node>(Node{true, {}, Now(), {}});
     if (!slot->isDirectory) Raise(kErrPathNotFound, "mkdir", native);
     current = slot.get();
   }
@@ -182,7 +179,6 @@ void MemoryFileSystem::SetFileTimes(std::string_view path, OleDate accessedUtc, 
   std::lock_guard lock(m_mutex);
   const Place place = Locate(path);
   if (!place.node) RaiseMissing(place, "utimensat");
-  place.node->accessedUtc = accessedUtc;
   place.node->modifiedUtc = modifiedUtc;
 }
 
@@ -196,13 +192,6 @@ std::vector<std::string> MemoryFileSystem::List(std::string_view folder, std::st
   }
   std::sort(names.begin(), names.end(), NameOrder);
   return names;
-}
-
-std::optional<OleDate> MemoryFileSystem::AccessedTime(std::string_view path) {
-  std::lock_guard lock(m_mutex);
-  const Place place = Locate(path);
-  if (!place.node) return std::nullopt;
-  return place.node->accessedUtc;
 }
 
 }  // namespace korad::testing

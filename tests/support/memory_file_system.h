@@ -40,15 +40,11 @@ class MemoryFileSystem final : public FileSystem {
   void SetFileTimes(std::string_view path, OleDate accessedUtc, OleDate modifiedUtc) override;
   std::vector<std::string> List(std::string_view folder, std::string_view mask) override;
 
-  // The last access time a file was given; nullopt for a missing one.
-  std::optional<OleDate> AccessedTime(std::string_view path);
-
  private:
   struct Node {
     bool isDirectory = false;
     std::string content;
-    OleDate modifiedUtc;
-    OleDate accessedUtc;
+    OleDate modifiedUtc;  // no access time: nothing reads one back
     std::map<std::string, std::unique_ptr<Node>> children;  // byte order, as the lookup needs
   };
   // Where a path leads: as far as its names resolve, the rest as written.
@@ -69,7 +65,7 @@ class MemoryFileSystem final : public FileSystem {
 
   std::mutex m_mutex;
   int64_t m_lastStampMillis = 0;
-  Node m_root{true, {}, {}, {}, {}};
+  Node m_root{true, {}, {}, {}};
 };
 
 // Installs a file system as the platform's for the life of a scope; the next use after

@@ -7,8 +7,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <climits>
 #include <cerrno>
+#include <climits>
 #include <functional>
 #include <string>
 #include <vector>
