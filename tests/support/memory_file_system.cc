@@ -61,6 +61,7 @@ MemoryFileSystem::Place MemoryFileSystem::Locate(std::string_view path) {
     place.name = std::string(parts.back());
     for (; next < parts.size(); ++next) place.path = Join(place.path, parts[next]);
   }
+  if (native.size() > 1 && native.back() == '/' && place.path.back() != '/') place.path.push_back('/');
   return place;
 }
 
