@@ -42,7 +42,7 @@ void ClearHiddenAttribute(std::string_view path) {}
 bool SetFileDateTime(std::string_view path, OleDate localDate) {
   try {
     const OleDate utc = Platform::Current().GetClock().LocalToUtc(localDate);
-    Platform::Current().GetFileSystem().SetModifiedTime(path, utc);
+    Platform::Current().GetFileSystem().SetFileTimes(path, utc, utc);
   } catch (const Error& error) {
     throw Error(error.Number(), error.Source(),
                 "SetFileTime: [" + std::to_string(error.Number()) + "] " + error.Description());

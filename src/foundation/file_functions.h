@@ -19,9 +19,9 @@ void DeleteFileIfExists(std::string_view path);
 // listings, not an attribute this agent ever set), so there is nothing to clear.
 void ClearHiddenAttribute(std::string_view path);
 
-// Sets the file's (or folder's) last write time to `localDate`, a local time, converted
-// to UTC through the platform clock. Linux keeps no creation time and the access time
-// is left alone. True on success; a failure raises the file system's number with the
+// Sets the file's (or folder's) last access and last write times to `localDate`, a local
+// time, converted to UTC through the platform clock. Linux keeps no creation time to
+// set. True on success; a failure raises the file system's number with the
 // text "SetFileTime: [" + number + "] " + the file system's description.
 bool SetFileDateTime(std::string_view path, OleDate localDate);
 

@@ -1,12 +1,9 @@
 #include "foundation/global_functions.h"
 
-#include <unistd.h>
-
-#include <climits>
-
 #include "contracts/error.h"
 #include "platform/application.h"
 #include "platform/clock.h"
+#include "platform/environment.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
 
@@ -31,10 +28,8 @@ bool FileExists(std::string_view path) {
 OleDate UTCNow() { return Platform::Current().GetClock().UtcNow(); }
 
 std::string LibraryFolder() {
-  char buffer[PATH_MAX];
-  const ssize_t n = ::readlink("/proc/self/exe", buffer, sizeof buffer - 1);
-  if (n <= 0) return ".";
-  std::string exe(buffer, static_cast<size_t>(n));
+  const std::string exe = Platform::Current().GetEnvironment().ProgramPath();
+  if (exe.empty()) return ".";
   const size_t slash = exe.rfind('/');
   return slash == std::string::npos || slash == 0 ? std::string("/") : exe.substr(0, slash);
 }
@@ -72,8 +67,8 @@ std::string GetSpecialFolder(int folderId) {
     case 0x05:  // the user's documents
     case 0x1A:  // the user's application data
     case 0x1C: {  // the user's local application data
-      const char* home = ::getenv("HOME");
-      return home && *home ? WithTrailingSeparator(home) : std::string();
+      const std::string home = Platform::Current().GetEnvironment().Variable("HOME").value_or("");
+      return home.empty() ? std::string() : WithTrailingSeparator(home);
     }
     default:
       return {};

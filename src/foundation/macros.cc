@@ -1,6 +1,6 @@
 #include "foundation/macros.h"
 
-#include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "contracts/error.h"
@@ -9,6 +9,7 @@
 #include "foundation/module_properties.h"
 #include "foundation/system_weekday_names.h"
 #include "platform/clock.h"
+#include "platform/environment.h"
 #include "platform/platform.h"
 #include "platform/scripting_dictionary.h"
 
@@ -91,8 +92,9 @@ void ExpandEnvVars(Value& text) {
     const size_t c = Find(s, "]", p + 2);
     if (c > 0) {
       const std::string name = NameBetween(s, p + kEnvVarToken.size(), c);
-      const char* value = name.empty() ? nullptr : std::getenv(name.c_str());
-      s = CutAndJoin(s, p, c, value ? value : "");
+      const std::optional<std::string> value =
+          name.empty() ? std::nullopt : Platform::Current().GetEnvironment().Variable(name);
+      s = CutAndJoin(s, p, c, value.value_or(""));
     }
     p = Find(s, kEnvVarToken, 1);
   }

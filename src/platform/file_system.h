@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,6 +42,10 @@ class FileSystem {
 
   // Whole-file read; raises 53 (file not found), 76 (path not found), 70 (denied).
   virtual std::string ReadFile(std::string_view path) = 0;
+  // The file's bytes in order, handed to `consumer` piece by piece as they are read, so a
+  // large file is never held whole. Raises as ReadFile does, before the first piece when
+  // the file can't be opened.
+  virtual void ReadChunks(std::string_view path, const std::function<void(std::string_view)>& consumer) = 0;
   // Writes to a temporary file in the same folder, flushes it and renames it over
   // `path`: a crash or a full disk leaves the old content whole. Raises on failure
   // (61 disk full, 70 denied, 76 path not found) and leaves no temporary file behind.
@@ -51,7 +56,9 @@ class FileSystem {
   virtual void RemoveFile(std::string_view path) = 0;                 // raises 53 if absent
   virtual void Rename(std::string_view from, std::string_view to) = 0;  // replaces `to`
   virtual void CreateDirectories(std::string_view path) = 0;
-  virtual void SetModifiedTime(std::string_view path, OleDate utc) = 0;
+  // Sets the last access and last write times; raises 53 for a missing file. A file has
+  // no creation time to set here.
+  virtual void SetFileTimes(std::string_view path, OleDate accessedUtc, OleDate modifiedUtc) = 0;
 
   // Names (not paths) of the entries of `folder` matching `mask` case-insensitively,
   // "*" and "?" as wildcards ("*.SER", "MvI*.*"), sorted by name. A missing folder

@@ -15,6 +15,7 @@ class Application;
 class HostApplication;
 class Clock;
 class Encrypter;
+class Environment;
 class FileSystem;
 class ProcessLauncher;
 class Registry;
@@ -78,6 +79,10 @@ class Platform {
   ProcessLauncher& GetProcessLauncher();
   void SetProcessLauncher(std::shared_ptr<ProcessLauncher> launcher);
 
+  // Environment variables, the program's path, random bytes, the locale's weekday names.
+  Environment& GetEnvironment();
+  void SetEnvironment(std::shared_ptr<Environment> environment);
+
   SystemFacts& GetSystemFacts();
   void SetSystemFacts(std::shared_ptr<SystemFacts> facts);
 
@@ -92,6 +97,7 @@ class Platform {
   std::unique_ptr<ServiceSlot<Registry>> m_registry = std::make_unique<ServiceSlot<Registry>>();
   std::unique_ptr<ServiceSlot<Encrypter>> m_encrypter = std::make_unique<ServiceSlot<Encrypter>>();
   std::unique_ptr<ServiceSlot<ProcessLauncher>> m_processLauncher = std::make_unique<ServiceSlot<ProcessLauncher>>();
+  std::unique_ptr<ServiceSlot<Environment>> m_environment = std::make_unique<ServiceSlot<Environment>>();
   std::unique_ptr<ServiceSlot<SystemFacts>> m_systemFacts = std::make_unique<ServiceSlot<SystemFacts>>();
 };
 

@@ -14,7 +14,7 @@ int32_t Utility::CrcOfText(std::string_view text) const {
 
 int32_t Utility::CrcOfFile(std::string_view path) const {
   Crc32 crc;
-  crc.Update(Platform::Current().GetFileSystem().ReadFile(path));
+  Platform::Current().GetFileSystem().ReadChunks(path, [&](std::string_view piece) { crc.Update(piece); });
   return crc.Signed();
 }
 

@@ -1,6 +1,6 @@
 // A temporary agent home with the platform pointed at it: a fake application whose home
-// it is, the agent's own encrypter and registry under it, and a fake clock. Everything
-// is put back when the test ends.
+// it is, the agent's own encrypter and registry under it, a fake clock and a fake
+// environment. Everything is put back when the test ends.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,6 +14,7 @@
 #include "platform/platform.h"
 #include "platform/registry.h"
 #include "support/fake_clock.h"
+#include "support/fake_environment.h"
 #include "support/recording_log.h"
 #include "support/temp_folder.h"
 
@@ -58,6 +59,7 @@ class AgentHomeTest : public ::testing::Test {
   TempHome m_home;
   std::shared_ptr<FakeApplication> m_app = std::make_shared<FakeApplication>(m_home.Path());
   std::shared_ptr<FakeClock> m_clock = std::make_shared<FakeClock>();
+  ScopedEnvironment m_environment;
   std::shared_ptr<RecordingLogManager> m_log = std::make_shared<RecordingLogManager>();
 };
 

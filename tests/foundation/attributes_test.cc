@@ -1,9 +1,8 @@
 // Attributes in front of a parent with standard properties, as a form's attributes are.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "foundation/attributes.h"
+#include "support/fake_environment.h"
 #include "support/recording_log.h"
 
 namespace korad {
@@ -126,7 +125,8 @@ TEST(Attributes, CustomAttributesAcrossUpdates) {
 }
 
 TEST(Attributes, SubstitutionsApplyFromTheSecondAssignmentOn) {
-  ::setenv("KORAD_ATTR_TEST", "expanded", 1);
+  testing::ScopedEnvironment environment;
+  environment->variables["KORAD_ATTR_TEST"] = "expanded";
   Attributes a;
   AttributeRef attr = a.Add("Path", Value("[?mvEnvVar.KORAD_ATTR_TEST]"));
   EXPECT_EQ(attr->Value().ToText(), "expanded") << "Add expands environment variables";
@@ -135,7 +135,6 @@ TEST(Attributes, SubstitutionsApplyFromTheSecondAssignmentOn) {
   EXPECT_EQ(fresh->Value().ToText(), "[?mvEnvVar.KORAD_ATTR_TEST]") << "a first assignment isn't substituted";
   fresh->SetValue(Value("[?mvEnvVar.KORAD_ATTR_TEST]"));
   EXPECT_EQ(fresh->Value().ToText(), "expanded");
-  ::unsetenv("KORAD_ATTR_TEST");
 }
 
 TEST(Attributes, RemoveAndItemDispatchOnTheIndexKind) {

@@ -3,6 +3,7 @@
 
 #include "foundation/global_functions.h"
 #include "platform/platform.h"
+#include "support/fake_environment.h"
 #include "support/recording_log.h"
 
 namespace korad {
@@ -15,6 +16,7 @@ class HomeDirectoryTest : public ::testing::Test {
   void SetUp() override { Platform::Current().SetApplication(m_app); }
   void TearDown() override { Platform::Current().SetApplication(nullptr); }
   std::shared_ptr<FakeApplication> m_app = std::make_shared<FakeApplication>("/srv/agent");
+  testing::ScopedEnvironment m_environment;
 };
 
 TEST_F(HomeDirectoryTest, ServicePathWinsThenTheOtherPathThenTheProgramFolder) {
@@ -23,13 +25,17 @@ TEST_F(HomeDirectoryTest, ServicePathWinsThenTheOtherPathThenTheProgramFolder) {
   m_app->SetPath("/opt/other/BIN");
   EXPECT_EQ(GetHomeDirectory(), "/opt/other") << "asked anew every call, nothing cached";
   m_app->SetPath("");
-  EXPECT_EQ(GetHomeDirectory(), LibraryFolder());
+  m_environment->programPath = "/usr/lib/korad/koradagent";
+  EXPECT_EQ(GetHomeDirectory(), "/usr/lib/korad");
 }
 
 TEST_F(HomeDirectoryTest, SharedProgramFolderSitsUnderTheCommonFilesFolder) {
   EXPECT_EQ(GetSpecialFolder(0x2B), "/srv/agent/Common Files/");
   EXPECT_EQ(GetSharedProgramFolder(), "/srv/agent/Common Files/Morvane");
   EXPECT_EQ(GetSpecialFolder(0x7777), "");
+  EXPECT_EQ(GetSpecialFolder(0x1A), "");
+  m_environment->variables["HOME"] = "/home/ops";
+  EXPECT_EQ(GetSpecialFolder(0x1A), "/home/ops/");
 }
 
 TEST(GlobalFunctions, KeysBlanksAndFileExistsReadingErrorsAsFalse) {

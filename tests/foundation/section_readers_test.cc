@@ -67,7 +67,7 @@ TEST_F(SectionReadersTest, FirstReadMigratesConnectStringsAndOlderCipherTextToSc
 
 TEST_F(SectionReadersTest, ValuesAreExpandedEscapedAndFilteredInEachReadersOrder) {
   SetLocalNow(2026, 3, 5);
-  ::setenv("KORAD_READER_TEST_SEMI", ";hidden", 1);
+  m_environment->variables["KORAD_READER_TEST_SEMI"] = ";hidden";
   const std::string path = WriteFile("ModuleConfigs/M.ini",
                                      "[S]\n"
                                      "Dated=log[?mvDate.YYYY].txt\n"
@@ -92,7 +92,6 @@ TEST_F(SectionReadersTest, ValuesAreExpandedEscapedAndFilteredInEachReadersOrder
                                                 {"Dup", "first"},
                                                 {"dup", "second"}}))
       << "expansion before the ';' test drops Env; equal keys all land";
-  ::unsetenv("KORAD_READER_TEST_SEMI");
 
   SectionArray none;
   ReadSectionIntoArray("MonitorX", path, "Absent", none, m_log);

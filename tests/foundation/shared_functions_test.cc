@@ -88,6 +88,7 @@ TEST_F(SharedFilesTest, FileTimesAreSetFromLocalTime) {
   struct stat st {};
   ASSERT_EQ(::stat(file.c_str(), &st), 0);
   EXPECT_EQ(int64_t{st.st_mtime} * 1000, OleDate::FromCivil(2026, 3, 5, 12, 30, 0)->ToUnixMillis());
+  EXPECT_EQ(st.st_atime, st.st_mtime) << "the access time is set too";
 
   try {
     SetFileDateTime(m_home / "FileCache/missing.txt", *OleDate::FromCivil(2026, 3, 5));

@@ -4,11 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "contracts/error.h"
 #include "incident/tracked_objects_xml.h"
 #include "support/fake_clock.h"
+#include "support/fake_environment.h"
 #include "support/recording_log.h"
 
 namespace korad {
@@ -34,7 +33,8 @@ std::string RaisedText(const std::function<void()>& call, int32_t number = kLibr
 TEST(TrackedObjects, APassOfReportsBecomesOneDataCollectionTextAndTheCollectionEmpties) {
   // Local time 2024-01-15 13:00:00 (UTC+1): the date of properties added without one.
   ScopedPlatformClock clock(std::make_shared<FakeClock>(FakeClock::DefaultStart(), 60));
-  ::setenv("KORAD_TO_OWNER", "ops team", 1);
+  testing::ScopedEnvironment environment;
+  environment->variables["KORAD_TO_OWNER"] = "ops team";
   auto log = std::make_shared<RecordingLogManager>();
   TrackedObjects objects;
 

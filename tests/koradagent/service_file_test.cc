@@ -4,19 +4,19 @@
 #include "contracts/ole_date.h"
 #include "section_schedule.h"
 #include "service_file.h"
-#include "support/temp_folder.h"
+#include "support/memory_file_system.h"
 
 namespace korad::agent {
 namespace {
 
 using namespace std::chrono_literals;
-using korad::testing::TempFolder;
-using korad::testing::WriteWholeFile;
+using korad::testing::ScopedFileSystem;
 using Properties = std::vector<std::pair<std::string, std::string>>;
 
 TEST(ServiceFile, SectionsWithAClassSplitIntoHostKeysAndProperties) {
-  TempFolder home;
-  WriteWholeFile(ServiceFilePath(home.Path()),
+  ScopedFileSystem files;
+  files->CreateDirectories("/agent/BIN");
+  files->WriteFileAtomic(ServiceFilePath("/agent"),
                  "[Logging]\n"
                  "Level=7\n"
                  "[Disk Monitor]\n"
@@ -40,7 +40,7 @@ TEST(ServiceFile, SectionsWithAClassSplitIntoHostKeysAndProperties) {
                  "[disk monitor]\n"
                  "ClassID=Another.Class\n");
 
-  const std::vector<SectionConfig> sections = ReadServiceFile(ServiceFilePath(home.Path()));
+  const std::vector<SectionConfig> sections = ReadServiceFile(ServiceFilePath("/agent"));
   ASSERT_EQ(sections.size(), 2u) << "Logging has no class; the second 'disk monitor' is never read";
 
   const SectionConfig& monitor = sections[0];
@@ -65,7 +65,7 @@ TEST(ServiceFile, SectionsWithAClassSplitIntoHostKeysAndProperties) {
 
   EXPECT_TRUE(IsHostKey("units"));
   EXPECT_FALSE(IsHostKey("PollFrequency"));
-  EXPECT_TRUE(ReadServiceFile(home / "BIN/missing.ini").empty());
+  EXPECT_TRUE(ReadServiceFile("/agent/BIN/missing.ini").empty());
 }
 
 TEST(ServiceFile, AChangeOfAnyKeyMakesADifferentSection) {

@@ -20,6 +20,7 @@
 #include "platform/file_system.h"
 #include "platform/platform.h"
 #include "platform/profile.h"
+#include "support/counting_file_system.h"
 #include "support/fake_clock.h"
 #include "support/recording_log.h"
 #include "support/temp_folder.h"
@@ -27,42 +28,13 @@
 namespace korad {
 namespace {
 
+using testing::CountingFileSystem;
 using testing::FakeApplication;
 using testing::FakeClock;
 using testing::ReadBytes;
 using testing::RecordingLogManager;
 using testing::TempHome;
 using testing::WriteWholeFile;
-
-// The real file system, counting what a pass asks of it.
-class CountingFileSystem final : public FileSystem {
- public:
-  int lists = 0;
-  int reads = 0;
-
-  std::optional<std::string> Resolve(std::string_view path) override { return m_inner->Resolve(path); }
-  std::string ResolveForWrite(std::string_view path) override { return m_inner->ResolveForWrite(path); }
-  bool Exists(std::string_view path) override { return m_inner->Exists(path); }
-  bool IsDirectory(std::string_view path) override { return m_inner->IsDirectory(path); }
-  std::optional<FileInfo> Stat(std::string_view path) override { return m_inner->Stat(path); }
-  std::string ReadFile(std::string_view path) override {
-    ++reads;
-    return m_inner->ReadFile(path);
-  }
-  void WriteFileAtomic(std::string_view path, std::string_view data) override { m_inner->WriteFileAtomic(path, data); }
-  void AppendFile(std::string_view path, std::string_view data) override { m_inner->AppendFile(path, data); }
-  void RemoveFile(std::string_view path) override { m_inner->RemoveFile(path); }
-  void Rename(std::string_view from, std::string_view to) override { m_inner->Rename(from, to); }
-  void CreateDirectories(std::string_view path) override { m_inner->CreateDirectories(path); }
-  void SetModifiedTime(std::string_view path, OleDate utc) override { m_inner->SetModifiedTime(path, utc); }
-  std::vector<std::string> List(std::string_view folder, std::string_view mask) override {
-    ++lists;
-    return m_inner->List(folder, mask);
-  }
-
- private:
-  std::shared_ptr<FileSystem> m_inner = MakeLinuxFileSystem();
-};
 
 // An open event of another module, as its MonitorManager left it in its form file.
 struct OpenEvent {
@@ -215,11 +187,10 @@ TEST_F(AgentMonitorTest, FirstRunRecordsEverySectionThenIdlePassesOnlyList) {
 
   // Nothing changed: one listing, no file read, the record as it was.
   m_log->Clear();
-  m_files->lists = 0;
-  m_files->reads = 0;
+  m_files->Clear();
   EXPECT_EQ(Pass()->AllForms().size(), 0u);
-  EXPECT_EQ(m_files->lists, 1);
-  EXPECT_EQ(m_files->reads, 0);
+  EXPECT_EQ(m_files->Count("List"), 1);
+  EXPECT_EQ(m_files->Count("ReadFile"), 0);
   EXPECT_EQ(Logged("LoadConfigurationFiles: Load Sections = False").size(), 1u);
   EXPECT_TRUE(Logged("Loading sections").empty());
   EXPECT_EQ(Record(), "CPU::[Disk1][Disk2]:;:Mem::[Swap]:;:");

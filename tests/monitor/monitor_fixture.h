@@ -51,6 +51,7 @@
 #include "platform/platform.h"
 #include "platform/platform_classes.h"
 #include "platform/script_control.h"
+#include "support/counting_file_system.h"
 #include "support/fake_clock.h"
 #include "support/recording_log.h"
 #include "support/temp_folder.h"
@@ -184,96 +185,6 @@ class FakeScriptControl final : public ScriptControl {
     FakeScriptHost::Current().evaluated.emplace_back(expression);
     return FakeScriptHost::Current().eval(expression);
   }
-};
-
-// The real file system, counting calls by operation and keeping the paths written to.
-class CountingFileSystem final : public FileSystem {
- public:
-  explicit CountingFileSystem(std::shared_ptr<FileSystem> inner = MakeLinuxFileSystem()) : m_inner(std::move(inner)) {}
-
-  // Calls of an operation by name: "Stat", "Exists", "ReadFile", "WriteFileAtomic", "List", ...
-  int Count(const std::string& operation) const {
-    std::lock_guard lock(m_mutex);
-    const auto it = m_counts.find(operation);
-    return it == m_counts.end() ? 0 : it->second;
-  }
-  int Total() const {
-    std::lock_guard lock(m_mutex);
-    int total = 0;
-    for (const auto& [operation, n] : m_counts) total += n;
-    return total;
-  }
-  // Paths given to WriteFileAtomic, AppendFile, RemoveFile, Rename, CreateDirectories.
-  std::vector<std::string> Changed() const {
-    std::lock_guard lock(m_mutex);
-    return m_changed;
-  }
-  // Paths given to ReadFile.
-  std::vector<std::string> Read() const {
-    std::lock_guard lock(m_mutex);
-    return m_read;
-  }
-  void Clear() {
-    std::lock_guard lock(m_mutex);
-    m_counts.clear();
-    m_changed.clear();
-    m_read.clear();
-  }
-
-  std::optional<std::string> Resolve(std::string_view path) override { return Note("Resolve"), m_inner->Resolve(path); }
-  std::string ResolveForWrite(std::string_view path) override {
-    return Note("ResolveForWrite"), m_inner->ResolveForWrite(path);
-  }
-  bool Exists(std::string_view path) override { return Note("Exists"), m_inner->Exists(path); }
-  bool IsDirectory(std::string_view path) override { return Note("IsDirectory"), m_inner->IsDirectory(path); }
-  std::optional<FileInfo> Stat(std::string_view path) override { return Note("Stat"), m_inner->Stat(path); }
-  std::string ReadFile(std::string_view path) override {
-    {
-      std::lock_guard lock(m_mutex);
-      m_read.emplace_back(path);
-    }
-    return Note("ReadFile"), m_inner->ReadFile(path);
-  }
-  void WriteFileAtomic(std::string_view path, std::string_view data) override {
-    Note("WriteFileAtomic", path);
-    m_inner->WriteFileAtomic(path, data);
-  }
-  void AppendFile(std::string_view path, std::string_view data) override {
-    Note("AppendFile", path);
-    m_inner->AppendFile(path, data);
-  }
-  void RemoveFile(std::string_view path) override {
-    Note("RemoveFile", path);
-    m_inner->RemoveFile(path);
-  }
-  void Rename(std::string_view from, std::string_view to) override {
-    Note("Rename", to);
-    m_inner->Rename(from, to);
-  }
-  void CreateDirectories(std::string_view path) override {
-    Note("CreateDirectories", path);
-    m_inner->CreateDirectories(path);
-  }
-  void SetModifiedTime(std::string_view path, OleDate utc) override {
-    Note("SetModifiedTime", path);
-    m_inner->SetModifiedTime(path, utc);
-  }
-  std::vector<std::string> List(std::string_view folder, std::string_view mask) override {
-    return Note("List"), m_inner->List(folder, mask);
-  }
-
- private:
-  void Note(const char* operation, std::optional<std::string_view> changed = std::nullopt) {
-    std::lock_guard lock(m_mutex);
-    ++m_counts[operation];
-    if (changed) m_changed.emplace_back(*changed);
-  }
-
-  std::shared_ptr<FileSystem> m_inner;
-  mutable std::mutex m_mutex;
-  std::map<std::string, int> m_counts;
-  std::vector<std::string> m_changed;
-  std::vector<std::string> m_read;
 };
 
 // Registers the library's classes, MonitorManager, TestMonitor and the fake script host

@@ -180,9 +180,12 @@ TEST_F(FileSystemTest, StatAndModifiedTimeRoundTrip) {
   EXPECT_FALSE(info->isDirectory);
 
   OleDate when = *OleDate::FromCivil(2020, 1, 2, 3, 4, 5, 250);
-  m_fs->SetModifiedTime(path, when);
+  m_fs->SetFileTimes(m_home / "HEARTBEAT.dat", *OleDate::FromCivil(2021, 1, 1), when);
   EXPECT_EQ(m_fs->Stat(path)->modifiedUtc.ToUnixMillis(), when.ToUnixMillis());
-  EXPECT_EQ(NumberOf([&] { m_fs->SetModifiedTime(m_home / "absent", when); }), kErrFileNotFound);
+  struct stat st {};
+  ASSERT_EQ(::stat(path.c_str(), &st), 0);
+  EXPECT_EQ(int64_t{st.st_atime} * 1000, OleDate::FromCivil(2021, 1, 1)->ToUnixMillis());
+  EXPECT_EQ(NumberOf([&] { m_fs->SetFileTimes(m_home / "absent", when, when); }), kErrFileNotFound);
 
   EXPECT_TRUE(m_fs->Stat(m_home.Path())->isDirectory);
   EXPECT_EQ(m_fs->Stat(m_home / "absent"), std::nullopt);

@@ -4,8 +4,11 @@
 
 #include "contracts/error.h"
 #include "platform/encrypter.h"
+#include "platform/platform.h"
 #include "platform/utility.h"
 #include "support/error_number.h"
+#include "support/fault_injecting_file_system.h"
+#include "support/memory_file_system.h"
 #include "support/temp_folder.h"
 
 namespace korad {
@@ -38,6 +41,18 @@ TEST(Utility, CrcOfFileMatchesTheTextOfTheSameBytes) {
 
   EXPECT_EQ(NumberOf([&] { utility.CrcOfFile(temp.Path("missing.bin")); }), kErrFileNotFound);
   EXPECT_EQ(NumberOf([&] { utility.CrcOfFile(temp.Path("nofolder/missing.bin")); }), kErrPathNotFound);
+}
+
+TEST(Utility, CrcOfFileReadsThroughThePlatformsFileSystem) {
+  auto faulty = std::make_shared<FaultInjectingFileSystem>(std::make_shared<korad::testing::MemoryFileSystem>());
+  korad::testing::ScopedFileSystem<FaultInjectingFileSystem> files(faulty);
+  files->CreateDirectories("/Pkg");
+  files->WriteFileAtomic("/Pkg/Setup.BIN", "123456789");
+  Utility utility;
+  EXPECT_EQ(utility.CrcOfFile("\\pkg\\setup.bin"), -873187034) << "names resolve ignoring case";
+  files->FailNextReads(1, "setup.bin");
+  EXPECT_EQ(NumberOf([&] { utility.CrcOfFile("/pkg/setup.bin"); }), kErrPathFileAccess);
+  EXPECT_EQ(files->FaultsRaised(), 1);
 }
 
 }  // namespace

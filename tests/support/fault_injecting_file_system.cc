@@ -6,14 +6,17 @@ namespace korad {
 
 void FaultInjectingFileSystem::FailNextWrites(int count, std::string pathPart) {
   std::lock_guard lock(m_mutex);
-  m_writeFaults = count;
-  m_writePathPart = std::move(pathPart);
+  m_write = {count, std::move(pathPart), kErrDiskFull};
 }
 
 void FaultInjectingFileSystem::FailNextRenames(int count, int32_t number) {
   std::lock_guard lock(m_mutex);
-  m_renameFaults = count;
-  m_renameNumber = number;
+  m_rename = {count, {}, number};
+}
+
+void FaultInjectingFileSystem::FailNextReads(int count, std::string pathPart, int32_t number) {
+  std::lock_guard lock(m_mutex);
+  m_read = {count, std::move(pathPart), number};
 }
 
 int FaultInjectingFileSystem::FaultsRaised() const {
@@ -21,38 +24,40 @@ int FaultInjectingFileSystem::FaultsRaised() const {
   return m_faultsRaised;
 }
 
-void FaultInjectingFileSystem::MaybeFailWrite(std::string_view path) {
+void FaultInjectingFileSystem::MaybeFail(Fault& fault, const char* call, std::string_view path) {
   std::lock_guard lock(m_mutex);
-  if (m_writeFaults <= 0 || path.find(m_writePathPart) == std::string_view::npos) return;
-  --m_writeFaults;
+  if (fault.count <= 0 || path.find(fault.pathPart) == std::string_view::npos) return;
+  --fault.count;
   ++m_faultsRaised;
-  throw Error(kErrDiskFull, "", RuntimeErrorText(kErrDiskFull) + ": write(" + std::string(path) +
-                                    "): No space left on device (injected)");
+  throw Error(fault.number, "",
+              RuntimeErrorText(fault.number) + ": " + call + "(" + std::string(path) + "): injected");
 }
 
-void FaultInjectingFileSystem::MaybeFailRename(std::string_view path) {
-  std::lock_guard lock(m_mutex);
-  if (m_renameFaults <= 0) return;
-  --m_renameFaults;
-  ++m_faultsRaised;
-  throw Error(m_renameNumber, "", RuntimeErrorText(m_renameNumber) + ": rename(" + std::string(path) +
-                                      "): injected");
+std::string FaultInjectingFileSystem::ReadFile(std::string_view path) {
+  MaybeFail(m_read, "read", path);
+  return FileSystemWrapper::ReadFile(path);
+}
+
+void FaultInjectingFileSystem::ReadChunks(std::string_view path,
+                                          const std::function<void(std::string_view)>& consumer) {
+  MaybeFail(m_read, "read", path);
+  FileSystemWrapper::ReadChunks(path, consumer);
 }
 
 void FaultInjectingFileSystem::WriteFileAtomic(std::string_view path, std::string_view data) {
-  MaybeFailWrite(path);
-  MaybeFailRename(path);
-  m_inner->WriteFileAtomic(path, data);
+  MaybeFail(m_write, "write", path);
+  MaybeFail(m_rename, "rename", path);
+  FileSystemWrapper::WriteFileAtomic(path, data);
 }
 
 void FaultInjectingFileSystem::AppendFile(std::string_view path, std::string_view data) {
-  MaybeFailWrite(path);
-  m_inner->AppendFile(path, data);
+  MaybeFail(m_write, "write", path);
+  FileSystemWrapper::AppendFile(path, data);
 }
 
 void FaultInjectingFileSystem::Rename(std::string_view from, std::string_view to) {
-  MaybeFailRename(from);
-  m_inner->Rename(from, to);
+  MaybeFail(m_rename, "rename", from);
+  FileSystemWrapper::Rename(from, to);
 }
 
 }  // namespace korad

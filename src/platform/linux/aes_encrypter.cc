@@ -12,7 +12,6 @@
 // too, so changing the scheme or key id of a cipher text makes it fail to decrypt.
 // Only texts in exactly this form are cipher text; anything else is plain.
 #include <openssl/evp.h>
-#include <openssl/rand.h>
 
 #include <climits>
 #include <memory>
@@ -23,7 +22,9 @@
 #include "contracts/error.h"
 #include "platform/base64.h"
 #include "platform/encrypter.h"
+#include "platform/environment.h"
 #include "platform/linux/agent_key_file.h"
+#include "platform/platform.h"
 
 namespace korad {
 namespace {
@@ -82,7 +83,7 @@ const unsigned char* Bytes(std::string_view s) { return reinterpret_cast<const u
 std::string Seal(const AgentKey& key, std::string_view header, std::string_view plain) {
   std::string payload(kNonceSize + plain.size() + kTagSize, '\0');
   unsigned char* nonce = Bytes(payload);
-  if (RAND_bytes(nonce, static_cast<int>(kNonceSize)) != 1) RaiseLibraryError("Could not draw a random nonce");
+  Platform::Current().GetEnvironment().RandomBytes({nonce, kNonceSize});
   CipherContext ctx = NewContext();
   int length = 0;
   if (EVP_EncryptInit_ex(ctx.get(), EVP_aes_256_gcm(), nullptr, key.bytes.data(), nonce) != 1 ||

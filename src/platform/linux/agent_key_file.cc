@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <openssl/evp.h>
-#include <openssl/rand.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,8 +9,10 @@
 #include <string_view>
 
 #include "contracts/error.h"
+#include "platform/environment.h"
 #include "platform/linux/locked_file.h"
 #include "platform/linux/posix_error.h"
+#include "platform/platform.h"
 
 namespace korad {
 namespace {
@@ -69,7 +70,7 @@ AgentKey ParseKeyFile(const std::string& path, std::string_view content) {
 // Writes the key to a new private file of its own; the name is unique to this attempt.
 std::string WriteTemporaryKeyFile(const std::string& path, const std::array<unsigned char, 32>& key) {
   unsigned char salt[6];
-  if (RAND_bytes(salt, sizeof salt) != 1) RaiseLibraryError("Could not draw random bytes for a key file name");
+  Platform::Current().GetEnvironment().RandomBytes(salt);
   const std::string tempPath = path + "." + std::to_string(::getpid()) + "." + Hex(salt, sizeof salt) + ".tmp";
   locked_file::UniqueFd fd(::open(tempPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!fd.Valid()) RaisePosixError("open", errno, tempPath);
@@ -108,9 +109,7 @@ AgentKey ReadOrCreateAgentKey(const std::string& path) {
     if (auto existing = ReadAgentKey(path)) return *existing;
 
     AgentKey key;
-    if (RAND_bytes(key.bytes.data(), static_cast<int>(key.bytes.size())) != 1) {
-      RaiseLibraryError("Could not draw random bytes for the agent's key");
-    }
+    Platform::Current().GetEnvironment().RandomBytes(key.bytes);
     key.id = KeyId(key.bytes);
     const std::string tempPath = WriteTemporaryKeyFile(path, key.bytes);
     // link() fails if the name exists, unlike rename(): the first process to arrive wins.

@@ -4,11 +4,13 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "platform/application.h"
+#include "platform/environment.h"
 #include "platform/linux/file_log_writer.h"
+#include "platform/platform.h"
 
 namespace korad {
 namespace {
@@ -28,19 +30,7 @@ std::string CurrentDirectory() {
   return getcwd(buffer, sizeof buffer) != nullptr ? std::string(buffer) : std::string(".");
 }
 
-std::string ProgramFolder() {
-  char buffer[4096];
-  const ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer);
-  if (n <= 0 || static_cast<size_t>(n) >= sizeof buffer) return {};
-  return Parent(std::string(buffer, static_cast<size_t>(n)));
-}
-
-bool IsBlank(const char* text) {
-  for (; *text != '\0'; ++text) {
-    if (*text != ' ' && *text != '\t') return false;
-  }
-  return true;
-}
+bool IsBlank(std::string_view text) { return text.find_first_not_of(" \t") == std::string_view::npos; }
 
 class LinuxHostApplication final : public HostApplication {
  public:
@@ -73,13 +63,14 @@ std::shared_ptr<HostApplication> MakeHostApplication(std::string homeDirectory) 
 }
 
 std::string DefaultHomeDirectory() {
-  const char* configured = std::getenv("KORAD_HOME");
-  if (configured != nullptr && !IsBlank(configured)) {
-    std::string home = configured;
+  Environment& environment = Platform::Current().GetEnvironment();
+  const std::optional<std::string> configured = environment.Variable("KORAD_HOME");
+  if (configured && !IsBlank(*configured)) {
+    std::string home = *configured;
     if (home.front() != '/') home = CurrentDirectory() + "/" + home;  // the process may change folder later
     return WithoutTrailingSeparators(home);
   }
-  const std::string program = ProgramFolder();
+  const std::string program = Parent(environment.ProgramPath());
   const std::string folderName = program.substr(program.rfind('/') + 1);
   if (!program.empty() && strcasecmp(folderName.c_str(), "BIN") == 0) return Parent(program);
   return WithoutTrailingSeparators(CurrentDirectory());

@@ -6,9 +6,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 #include <atomic>
 #include <cerrno>
+#include <climits>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -72,6 +73,16 @@ OleDate ModifiedTimeOf(const struct stat& st) {
   return OleDate::FromUnixMillis(millis);
 }
 
+struct timespec TimespecOf(OleDate utc) {
+  int64_t millis = utc.ToUnixMillis();
+  int64_t seconds = millis / 1000, rest = millis % 1000;
+  if (rest < 0) {
+    rest += 1000;
+    --seconds;
+  }
+  return {static_cast<time_t>(seconds), static_cast<long>(rest * 1000000)};
+}
+
 bool NameOrder(const std::string& a, const std::string& b) {
   std::string la = LowerAscii(a), lb = LowerAscii(b);
   return la != lb ? la < lb : a < b;
@@ -113,22 +124,16 @@ class LinuxFileSystem final : public FileSystem {
   }
 
   std::string ReadFile(std::string_view path) override {
-    std::string target = ResolveForWrite(path);
-    UniqueFd fd(OpenOrRaise(target, O_RDONLY));
     std::string content;
-    struct stat st;
-    if (::fstat(fd.Get(), &st) == 0 && st.st_size > 0) content.reserve(static_cast<size_t>(st.st_size));
-    char buffer[65536];
-    for (;;) {
-      ssize_t got = ::read(fd.Get(), buffer, sizeof buffer);
-      if (got < 0) {
-        if (errno == EINTR) continue;
-        RaisePosixError("read", errno, target);
-      }
-      if (got == 0) break;
-      content.append(buffer, static_cast<size_t>(got));
-    }
+    ReadOpened(path, [&](int fd) {
+      struct stat st;
+      if (::fstat(fd, &st) == 0 && st.st_size > 0) content.reserve(static_cast<size_t>(st.st_size));
+    }, [&](std::string_view piece) { content.append(piece); });
     return content;
+  }
+
+  void ReadChunks(std::string_view path, const std::function<void(std::string_view)>& consumer) override {
+    ReadOpened(path, [](int) {}, consumer);
   }
 
   void WriteFileAtomic(std::string_view path, std::string_view data) override {
@@ -192,19 +197,9 @@ class LinuxFileSystem final : public FileSystem {
     }
   }
 
-  void SetModifiedTime(std::string_view path, OleDate utc) override {
+  void SetFileTimes(std::string_view path, OleDate accessedUtc, OleDate modifiedUtc) override {
     std::string target = ResolveForWrite(path);
-    int64_t millis = utc.ToUnixMillis();
-    int64_t seconds = millis / 1000, rest = millis % 1000;
-    if (rest < 0) {
-      rest += 1000;
-      --seconds;
-    }
-    struct timespec times[2];
-    times[0].tv_sec = 0;
-    times[0].tv_nsec = UTIME_OMIT;  // the access time stays
-    times[1].tv_sec = static_cast<time_t>(seconds);
-    times[1].tv_nsec = static_cast<long>(rest * 1000000);
+    const struct timespec times[2] = {TimespecOf(accessedUtc), TimespecOf(modifiedUtc)};
     if (::utimensat(AT_FDCWD, target.c_str(), times, 0) != 0) RaisePosixError("utimensat", errno, target);
   }
 
@@ -229,6 +224,25 @@ class LinuxFileSystem final : public FileSystem {
   }
 
  private:
+  // Opens the resolved file, lets `opened` look at it, then hands its bytes to `consume`
+  // as each read returns them.
+  template <class Opened, class Consume>
+  void ReadOpened(std::string_view path, Opened&& opened, Consume&& consume) {
+    std::string target = ResolveForWrite(path);
+    UniqueFd fd(OpenOrRaise(target, O_RDONLY));
+    opened(fd.Get());
+    char buffer[65536];
+    for (;;) {
+      ssize_t got = ::read(fd.Get(), buffer, sizeof buffer);
+      if (got < 0) {
+        if (errno == EINTR) continue;
+        RaisePosixError("read", errno, target);
+      }
+      if (got == 0) break;
+      consume(std::string_view(buffer, static_cast<size_t>(got)));
+    }
+  }
+
   struct Resolution {
     std::string path;
     size_t unresolved = 0;  // trailing components kept as written because nothing matched

@@ -4,6 +4,7 @@
 #include "platform/application.h"
 #include "platform/clock.h"
 #include "platform/encrypter.h"
+#include "platform/environment.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
 #include "platform/process.h"
@@ -54,6 +55,11 @@ void Platform::SetProcessLauncher(std::shared_ptr<ProcessLauncher> launcher) {
   m_processLauncher->Set(std::move(launcher));
 }
 
+Environment& Platform::GetEnvironment() { return m_environment->Get(MakeLinuxEnvironment); }
+void Platform::SetEnvironment(std::shared_ptr<Environment> environment) {
+  m_environment->Set(std::move(environment));
+}
+
 SystemFacts& Platform::GetSystemFacts() { return m_systemFacts->Get(MakeProcSystemFacts); }
 void Platform::SetSystemFacts(std::shared_ptr<SystemFacts> facts) { m_systemFacts->Set(std::move(facts)); }
 
@@ -64,6 +70,7 @@ void Platform::Reset() {
   m_registry = std::make_unique<ServiceSlot<Registry>>();
   m_encrypter = std::make_unique<ServiceSlot<Encrypter>>();
   m_processLauncher = std::make_unique<ServiceSlot<ProcessLauncher>>();
+  m_environment = std::make_unique<ServiceSlot<Environment>>();
   m_systemFacts = std::make_unique<ServiceSlot<SystemFacts>>();
 }
 
