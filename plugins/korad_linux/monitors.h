@@ -19,7 +19,8 @@ void RegisterLinuxMonitors(ClassRegistry& registry);
 // Processor busy share and load average. Resource "CPU"; conditions "HighCpuUtilisation"
 // (keys MaxCpuPercent, 90 by default) and "HighLoad" (MaxLoad1, MaxLoad5, MaxLoad15,
 // each off when blank). The busy share is measured since the configuration's previous
-// run, kept in its state; a first run measures over half a second.
+// run, kept in its state; a first run (or the first after a reboot) only takes that
+// sample and says nothing of the busy share.
 class CpuMonitor final : public LinuxMonitor<CpuMonitor> {
  public:
   static constexpr std::string_view kClassId = "KoradLinux.CpuMonitor";
