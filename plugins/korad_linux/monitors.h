@@ -80,9 +80,11 @@ class FileMonitor final : public LinuxMonitor<FileMonitor> {
 // Runs a check program (Command, required, split into words as a shell splits it, with
 // nothing expanded and no shell run) with the exit convention of the common monitoring
 // checks: 0 OK adds nothing, 1 "WARNING", 2 "CRITICAL", 3 and anything else "UNKNOWN",
-// as is a run past TimeoutSeconds (30 by default) or a program that can't start. The first output line, the further lines and
-// the performance data after "|" become attributes. Resource is the Resource key, or
-// the program's file name; the Command attribute tells apart checks of one program.
+// as is a run past TimeoutSeconds (30 by default) or a program that can't start. The
+// first output line, the further lines and the performance data after "|" become
+// attributes. Resource is the Resource key, or the program's file name; the Command
+// attribute tells apart checks of one program. README.md beside this file lists the keys,
+// conditions and attributes of every monitor.
 class CommandMonitor final : public LinuxMonitor<CommandMonitor> {
  public:
   static constexpr std::string_view kClassId = "KoradLinux.CommandMonitor";
