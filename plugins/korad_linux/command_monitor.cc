@@ -82,7 +82,13 @@ void CommandMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
                                  const std::shared_ptr<Configurations>& configurations, LogManagerRef& logManager) {
   const MonitorKeys keys(*configurations, kClassId);
   const std::string command = keys.Text("Command");
-  const std::vector<std::string> arguments = SplitCommandLine(command);
+  // Written as for a shell, and split by its word rules; no shell runs it.
+  std::vector<std::string> arguments;
+  try {
+    arguments = SplitShellWords(command);
+  } catch (const Error& failure) {
+    keys.Invalid("Command", command, "a command line (" + failure.Description() + ")");
+  }
   if (arguments.empty() || arguments[0].empty()) keys.Invalid("Command", command, "a command line");
   const double timeoutSeconds = keys.Number("TimeoutSeconds", 30);
   if (!(timeoutSeconds > 0)) keys.Invalid("TimeoutSeconds", keys.Text("TimeoutSeconds"), "a positive number");

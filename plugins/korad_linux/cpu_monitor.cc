@@ -7,7 +7,6 @@
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"
 #include "korad_linux/monitors.h"
-#include "platform/clock.h"
 #include "platform/platform.h"
 #include "platform/system_facts.h"
 
@@ -17,8 +16,6 @@ namespace {
 // The counters of the previous run, kept in the configuration's state.
 constexpr std::string_view kBusyTicksKey = "CpuBusyTicks";
 constexpr std::string_view kTotalTicksKey = "CpuTotalTicks";
-// A run with no usable previous sample measures over this long.
-constexpr int32_t kFirstSampleMilliseconds = 500;
 
 std::optional<CpuTimes> PreviousSample(IncidentState& state) {
   if (!state.Exists(kBusyTicksKey) || !state.Exists(kTotalTicksKey)) return std::nullopt;
@@ -32,21 +29,16 @@ std::optional<CpuTimes> PreviousSample(IncidentState& state) {
   return sample;
 }
 
-// The busy share since the previous run, or over a short sample when there is none
-// (first run, a reboot since); the newest counters go into the state either way.
-double MeasureCpuPercent(SystemFacts& facts, IncidentState& state) {
-  CpuTimes now = facts.ReadCpuTimes();
+// The busy share since the previous run; the newest counters go into the state either
+// way. Without a usable previous sample (a first run, a reboot since) there is no share
+// to tell: a short sample of its own would mostly see the agent's own start.
+std::optional<double> MeasureCpuPercent(SystemFacts& facts, IncidentState& state) {
+  const CpuTimes now = facts.ReadCpuTimes();
   std::optional<double> percent;
   if (std::optional<CpuTimes> previous = PreviousSample(state)) percent = CpuBusyPercent(*previous, now);
-  if (!percent) {
-    Platform::Current().GetClock().Sleep(kFirstSampleMilliseconds);
-    const CpuTimes later = facts.ReadCpuTimes();
-    percent = CpuBusyPercent(now, later);
-    now = later;
-  }
   state.Add(kBusyTicksKey, Value(static_cast<double>(now.Busy())));
   state.Add(kTotalTicksKey, Value(static_cast<double>(now.Total())));
-  return percent.value_or(0.0);
+  return percent;
 }
 
 }  // namespace
@@ -71,11 +63,17 @@ void CpuMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
   SystemFacts& facts = Platform::Current().GetSystemFacts();
 
   if (maxCpu) {
-    const double percent = MeasureCpuPercent(facts, *incidentState);
-    TraceMonitor(logManager, kClassId, "CPU busy " + NumberText(percent) + "% (maximum " + NumberText(*maxCpu) + "%)");
-    ReportCondition(*incidentForms, percent > *maxCpu, "CPU", "HighCpuUtilisation",
-                    {FormAttribute("CpuPercent", NumberText(percent)), FormAttribute("MaxCpuPercent", NumberText(*maxCpu))},
-                    reportUpdates);
+    // Nothing is said of the busy share until there is one: an open incident stays as it is.
+    if (const std::optional<double> percent = MeasureCpuPercent(facts, *incidentState)) {
+      TraceMonitor(logManager, kClassId,
+                   "CPU busy " + NumberText(*percent) + "% (maximum " + NumberText(*maxCpu) + "%)");
+      ReportCondition(*incidentForms, *percent > *maxCpu, "CPU", "HighCpuUtilisation",
+                      {FormAttribute("CpuPercent", NumberText(*percent)),
+                       FormAttribute("MaxCpuPercent", NumberText(*maxCpu))},
+                      reportUpdates);
+    } else {
+      TraceMonitor(logManager, kClassId, "CPU counters sampled; the busy share is measured from the next run");
+    }
   }
 
   if (maxLoad[0] || maxLoad[1] || maxLoad[2]) {

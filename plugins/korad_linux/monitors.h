@@ -19,7 +19,8 @@ void RegisterLinuxMonitors(ClassRegistry& registry);
 // Processor busy share and load average. Resource "CPU"; conditions "HighCpuUtilisation"
 // (keys MaxCpuPercent, 90 by default) and "HighLoad" (MaxLoad1, MaxLoad5, MaxLoad15,
 // each off when blank). The busy share is measured since the configuration's previous
-// run, kept in its state; a first run measures over half a second.
+// run, kept in its state; a first run (or the first after a reboot) only takes that
+// sample and says nothing of the busy share.
 class CpuMonitor final : public LinuxMonitor<CpuMonitor> {
  public:
   static constexpr std::string_view kClassId = "KoradLinux.CpuMonitor";
@@ -76,12 +77,14 @@ class FileMonitor final : public LinuxMonitor<FileMonitor> {
   void SetValidationRules(const std::shared_ptr<ValidationRules>& validationRules) override;
 };
 
-// Runs a check program (Command, required, a command line with Windows quoting) with
-// the exit convention of the common monitoring checks: 0 OK adds nothing, 1 "WARNING",
-// 2 "CRITICAL", 3 and anything else "UNKNOWN", as is a run past TimeoutSeconds (30 by
-// default) or a program that can't start. The first output line, the further lines and
-// the performance data after "|" become attributes. Resource is the Resource key, or
-// the program's file name; the Command attribute tells apart checks of one program.
+// Runs a check program (Command, required, split into words as a shell splits it, with
+// nothing expanded and no shell run) with the exit convention of the common monitoring
+// checks: 0 OK adds nothing, 1 "WARNING", 2 "CRITICAL", 3 and anything else "UNKNOWN",
+// as is a run past TimeoutSeconds (30 by default) or a program that can't start. The
+// first output line, the further lines and the performance data after "|" become
+// attributes. Resource is the Resource key, or the program's file name; the Command
+// attribute tells apart checks of one program. README.md beside this file lists the keys,
+// conditions and attributes of every monitor.
 class CommandMonitor final : public LinuxMonitor<CommandMonitor> {
  public:
   static constexpr std::string_view kClassId = "KoradLinux.CommandMonitor";

@@ -161,21 +161,23 @@ void IncFormSerialize::LoadBody(std::shared_ptr<IncidentForms>& forms, std::stri
   }
 
   // Damage that doesn't stop the load is reported on the collection's log manager too.
-  auto reportDamage = [&](const std::string& what) {
+  auto note = [&](const std::string& what, KORADSLog_Level level) {
     if (const LogManagerRef& log = forms->GetLogManager()) {
-      log->Log("IncFormSerialize(Load) - " + std::string(monitorId) + ": " + what, kErrorCategory, logLevelError);
+      log->Log("IncFormSerialize(Load) - " + std::string(monitorId) + ": " + what, kErrorCategory, level);
     }
   };
 
   LineReader lines(content);
-  // Said first, since a block cut short may stop the load.
+  // Said first, since a block cut short may stop the load. The format allows a last line
+  // without its end, so this is a trace, not an error.
   if (lines.EndedWithoutLineEnd()) {
-    reportDamage("the last line of " + path + " has no line end; the file may have been cut short");
+    note("the last line of " + path + " has no line end; the file may have been cut short", logLevelDebug);
   }
   std::string_view line;
   std::string value;
   while (lines.Next(line)) {
     if (!EqualsNoCase(line, kBlockStart)) continue;  // lines outside blocks are ignored
+    const std::size_t blockLine = lines.LineNumber();
 
     auto holding = std::make_shared<Attributes>();
     // An end of file before the end mark ends the block as if the mark had been there.
@@ -187,7 +189,8 @@ void IncFormSerialize::LoadBody(std::shared_ptr<IncidentForms>& forms, std::stri
       value.clear();
       if (equals != std::string_view::npos) AppendUnescapingLineEnds(value, line.substr(equals + 1));
       if (EqualsNoCase(key, "OCCURRENCETIME")) {
-        if (std::optional<OleDate> date = DateTimeConverter::FromText(value)) value = FormatDate(*date);
+        // This file carries the plain text; anything else goes to the form as it stands.
+        if (std::optional<OleDate> date = DateTimeConverter::FromPlainText(value)) value = FormatDate(*date);
       } else if (counters.Take(key, value)) {
         continue;
       }
@@ -197,7 +200,12 @@ void IncFormSerialize::LoadBody(std::shared_ptr<IncidentForms>& forms, std::stri
     if (holding->Count() > 0) {
       IncidentFormRef form = IncidentForm::Create();
       FinalizeUnlessKept release(form);
-      forms->SetConfigMoniker(holding->Item(Value("ConfigMoniker"))->Value().ToText());
+      // A block without its moniker can't be placed: it ends the load.
+      const AttributeRef moniker = holding->Exists("ConfigMoniker") ? holding->Item(Value("ConfigMoniker")) : nullptr;
+      if (!moniker) {
+        RaiseLibraryError("the block at line " + std::to_string(blockLine) + " of " + path + " has no ConfigMoniker");
+      }
+      forms->SetConfigMoniker(moniker->Value().ToText());
       // The standard names land on the form's properties with their conversions; a value
       // the form refuses leaves the field as a new form has it.
       std::string firstRefusal;
@@ -213,7 +221,7 @@ void IncFormSerialize::LoadBody(std::shared_ptr<IncidentForms>& forms, std::stri
         form->ResetUpdateOccurred();
         forms->AddNewIncidentForm(form);
         release.Keep();
-        if (!firstRefusal.empty()) reportDamage(firstRefusal);
+        if (!firstRefusal.empty()) note(firstRefusal, logLevelError);
       }
     }
     holding->RemoveAll();

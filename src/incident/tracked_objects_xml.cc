@@ -1,5 +1,7 @@
 #include "incident/tracked_objects_xml.h"
 
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "contracts/error_reporter.h"
@@ -13,9 +15,7 @@ constexpr std::string_view kLineEnd = "\r\n";
 
 // "&" first, so that the entities added afterwards aren't escaped again; the apostrophe
 // stays as it is, since every attribute is quoted with the quote mark.
-std::string Escape(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
+void AppendEscaped(std::string& out, std::string_view text) {
   for (char c : text) {
     switch (c) {
       case '&': out += "&amp;"; break;
@@ -25,7 +25,6 @@ std::string Escape(std::string_view text) {
       default: out += c;
     }
   }
-  return out;
 }
 
 bool IsBlankText(std::string_view text) { return TrimBlanks(text).empty(); }
@@ -41,33 +40,56 @@ const TOProperties& PropertiesOf(const TrackedObject& object) {
   return *object.m_objTOProp;
 }
 
-std::string ObjectBlock(const TrackedObject& object) {
-  std::string block = "      <TrackedObject Name=\"" + Escape(object.ObjectName()) + "\"";
-  if (!IsBlankText(object.ObjectType())) block += " TOType=\"" + Escape(object.ObjectType()) + "\"";
-  block.append(">").append(kLineEnd);
-  block.append("        <Properties>").append(kLineEnd);
-  for (const TOPropertyRef& property : PropertiesOf(object)) {
-    block += "          <Property Name=\"" + Escape(property->PropertyName()) + "\"";
-    if (!IsBlankText(property->PropertyType())) block += " PType=\"" + Escape(property->PropertyType()) + "\"";
-    // The date is our own text and goes out as it is.
-    block += " CollectionDate=\"" + property->CollectionDate() + "\">" + Escape(property->PropertyValue().ToText()) +
-             "</Property>";
-    block.append(kLineEnd);
+void AppendObjectBlock(std::string& text, const TrackedObject& object, const TOProperties& properties) {
+  text.append("      <TrackedObject Name=\"");
+  AppendEscaped(text, object.ObjectName());
+  text.append("\"");
+  if (!IsBlankText(object.ObjectType())) {
+    text.append(" TOType=\"");
+    AppendEscaped(text, object.ObjectType());
+    text.append("\"");
   }
-  block.append("        </Properties>").append(kLineEnd);
-  block.append("      </TrackedObject>").append(kLineEnd);
-  return block;
+  text.append(">").append(kLineEnd);
+  text.append("        <Properties>").append(kLineEnd);
+  for (const TOPropertyRef& property : properties) {
+    text.append("          <Property Name=\"");
+    AppendEscaped(text, property->PropertyName());
+    text.append("\"");
+    if (!IsBlankText(property->PropertyType())) {
+      text.append(" PType=\"");
+      AppendEscaped(text, property->PropertyType());
+      text.append("\"");
+    }
+    // The date is our own text and goes out as it is.
+    text.append(" CollectionDate=\"").append(property->CollectionDate()).append("\">");
+    const Value& value = property->PropertyValue();
+    if (const std::string* plain = value.AsString()) {
+      AppendEscaped(text, *plain);
+    } else {
+      AppendEscaped(text, value.ToText());
+    }
+    text.append("</Property>").append(kLineEnd);
+  }
+  text.append("        </Properties>").append(kLineEnd);
+  text.append("      </TrackedObject>").append(kLineEnd);
 }
 
-// Resource names in order of first appearance.
-std::vector<std::string> DistinctResources(const TrackedObjects& trackedObjects) {
-  std::vector<std::string> names;
+// The objects of one resource, in the collection's order.
+struct ResourceGroup {
+  const std::string* name;
+  std::vector<const TrackedObject*> objects;
+};
+
+// Resources in order of first appearance, in one walk of the collection.
+std::vector<ResourceGroup> GroupByResource(const TrackedObjects& trackedObjects) {
+  std::vector<ResourceGroup> groups;
+  std::unordered_map<std::string_view, size_t> positions;
   for (const TrackedObjectRef& object : trackedObjects) {
-    bool known = false;
-    for (const std::string& name : names) known = known || name == object->ResourceName();
-    if (!known) names.push_back(object->ResourceName());
+    const auto [at, added] = positions.try_emplace(object->ResourceName(), groups.size());
+    if (added) groups.push_back({&object->ResourceName(), {}});
+    groups[at->second].objects.push_back(object.get());
   }
-  return names;
+  return groups;
 }
 
 }  // namespace
@@ -75,7 +97,7 @@ std::vector<std::string> DistinctResources(const TrackedObjects& trackedObjects)
 std::string ConvertTrackedObjectsToXML(int32_t entityID, TrackedObjects& trackedObjects,
                                        const LogManagerRef& logManager, std::string_view category) {
   std::string result;
-  auto trace = [&](const std::string& text) {
+  auto trace = [&](std::string_view text) {
     if (logManager) logManager->Log(text, category, logLevelDebug);
   };
   RoutineReporter reporter;
@@ -85,35 +107,30 @@ std::string ConvertTrackedObjectsToXML(int32_t entityID, TrackedObjects& tracked
     if (trackedObjects.Count() == 0) {
       trace("No Tracked Objects found");
     } else {
+      const std::string entity = std::to_string(entityID);
       std::string text = "<Resources>";
       text.append(kLineEnd);
-      for (const std::string& resource : DistinctResources(trackedObjects)) {
-        text += "  <Resource RefEntity=\"" + std::to_string(entityID) + "\" Name=\"" + Escape(resource) + "\">";
-        text.append(kLineEnd).append("    <TrackedObjects>").append(kLineEnd);
-        for (int32_t position = 1; position <= trackedObjects.Count();) {
-          const TrackedObjectRef object = trackedObjects.Item(Value(position));
-          if (object->ResourceName() != resource) {
-            ++position;
-            continue;
-          }
-          std::string block = ObjectBlock(*object);
-          if (PropertiesOf(*object).Count() > 0) {
-            trace("Adding XML for Tracked Object " + object->ObjectName());
-            text += block;
-            ++position;
+      std::string traceLine;
+      bool anyWritten = false;
+      for (const ResourceGroup& group : GroupByResource(trackedObjects)) {
+        text.append("  <Resource RefEntity=\"").append(entity).append("\" Name=\"");
+        AppendEscaped(text, *group.name);
+        text.append("\">").append(kLineEnd).append("    <TrackedObjects>").append(kLineEnd);
+        for (const TrackedObject* object : group.objects) {
+          const TOProperties& properties = PropertiesOf(*object);
+          if (properties.Count() > 0) {
+            if (logManager) trace(traceLine.assign("Adding XML for Tracked Object ").append(object->ObjectName()));
+            AppendObjectBlock(text, *object, properties);
+            anyWritten = true;
           } else {
-            // Whatever follows moves up into this position; a removal the collection
-            // refused (and logged) mustn't stall the walk.
-            const int32_t before = trackedObjects.Count();
-            trackedObjects.Remove(static_cast<int16_t>(position));
-            if (trackedObjects.Count() == before) ++position;
+            // Left out; the collection is emptied below with everything else.
             trace("Tracked Object had no properties...not adding to final XML");
           }
         }
         text.append("    </TrackedObjects>").append(kLineEnd).append("  </Resource>").append(kLineEnd);
       }
       text.append("</Resources>").append(kLineEnd);
-      if (trackedObjects.Count() > 0) result = std::move(text);
+      if (anyWritten) result = std::move(text);
       trace("Retrieved Tracked Object XML");
     }
     trackedObjects.RemoveAll();

@@ -26,12 +26,12 @@ class TrackedObjects;
 //     </Resource>
 //   </Resources>
 //
-// Objects without properties are left out (and taken out of the collection); the text is
-// empty when none is left. The collection is emptied in every case: each pass sends what
-// it has. Trace lines go to `logManager` under `category` (the module's name) at level 7;
-// a failure is reported as "MonitorManager.ConvertTrackedObjectsToXML: " + description,
-// logged under "DevSvcErr" with a log manager (the result is then empty) or raised
-// without one. The engine passes its IncidentForms' TrackedObjects.
+// Objects without properties are left out; the text is empty when none is left. The
+// collection is emptied in every case: each pass sends what it has. Trace lines go to
+// `logManager` under `category` (the module's name) at level 7; a failure is reported
+// as "MonitorManager.ConvertTrackedObjectsToXML: " + description, logged under
+// "DevSvcErr" with a log manager (the result is then empty) or raised without one. The
+// engine passes its IncidentForms' TrackedObjects.
 std::string ConvertTrackedObjectsToXML(int32_t entityID, TrackedObjects& trackedObjects,
                                        const LogManagerRef& logManager, std::string_view category);
 

@@ -252,11 +252,13 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
     }
   };
 
+  // A last line without its end and lines without a moniker are allowed by the format:
+  // worth a trace, not an error.
   LineReader lines(content);
   if (log && lines.EndedWithoutLineEnd()) {
     log->Log("Serializer(Load) - " + std::string(monitorId) + ": the last line of " + path +
                  " has no line end; the file may have been cut short",
-             kCategory, logLevelError);
+             kCategory, logLevelDebug);
   }
   std::string_view line;
   std::size_t dropped = 0, firstDropped = 0;
@@ -278,7 +280,8 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
     if (log) trace({"Checking for date on value = ", value});
 
     bool split = false;
-    std::optional<OleDate> date = DateTimeConverter::FromText(value);
+    // Only the universal text is a date here: a plain date text stays text, without a twin.
+    std::optional<OleDate> date = DateTimeConverter::FromUniversalText(value);
     std::string dateText;
     if (date) {
       if (log) trace({value, " is a date - checking UTC or local (", key, ")"});
@@ -318,7 +321,7 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
     log->Log("Serializer(Load) - " + std::string(monitorId) + ": dropped " + std::to_string(dropped) +
                  " line(s) of " + path + " without a configuration moniker (first at line " +
                  std::to_string(firstDropped) + ")",
-             kCategory, logLevelError);
+             kCategory, logLevelDebug);
   }
 }
 

@@ -90,6 +90,38 @@ bool ReadFraction(std::string_view text, size_t& pos, int& milliseconds) {
   return true;
 }
 
+enum class TextForm { Universal, Plain, Either };
+
+// "YYYY-MM-DDTHH:MM:SS[.f...]Z" or "YYYY-MM-DD HH:MM:SS[.f...]", nothing around them.
+std::optional<OleDate> Parse(std::string_view text, TextForm form) {
+  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0, milliseconds = 0;
+  if (!ReadDigits(text, 0, 4, year) || !Expect(text, 4, '-') || !ReadDigits(text, 5, 2, month) ||
+      !Expect(text, 7, '-') || !ReadDigits(text, 8, 2, day) || !ReadDigits(text, 11, 2, hour) ||
+      !Expect(text, 13, ':') || !ReadDigits(text, 14, 2, minute) || !Expect(text, 16, ':') ||
+      !ReadDigits(text, 17, 2, second)) {
+    return std::nullopt;
+  }
+  const bool universal = Expect(text, 10, 'T');
+  if (!universal && !Expect(text, 10, ' ')) return std::nullopt;
+  if (form != TextForm::Either && universal != (form == TextForm::Universal)) return std::nullopt;
+  size_t pos = 19;
+  if (!ReadFraction(text, pos, milliseconds)) return std::nullopt;
+  if (universal) {
+    if (!Expect(text, pos, 'Z')) return std::nullopt;
+    ++pos;
+  }
+  if (pos != text.size()) return std::nullopt;
+
+  const bool carry = milliseconds == kMsPerSecond;  // ".9996" rounds up to the next second
+  std::optional<OleDate> date =
+      OleDate::FromCivil(year, month, day, hour, minute, second, carry ? 0 : milliseconds);
+  if (date && carry) {
+    date = OleDate::FromUnixMillis(date->ToUnixMillis() + kMsPerSecond);
+    if (date->ToCivil().year > 9999) return std::nullopt;
+  }
+  return date;
+}
+
 }  // namespace
 
 DateTimeConverter::DateTimeConverter() : m_clock(Platform::Current().GetClock()) {}
@@ -110,34 +142,15 @@ std::string DateTimeConverter::ToPlainText(OleDate date) {
   return std::string(Format(date, ' ', "", buffer));
 }
 
-// "YYYY-MM-DDTHH:MM:SS[.f...]Z" or "YYYY-MM-DD HH:MM:SS[.f...]", nothing around them.
-std::optional<OleDate> DateTimeConverter::FromText(std::string_view text) {
-  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0, milliseconds = 0;
-  if (!ReadDigits(text, 0, 4, year) || !Expect(text, 4, '-') || !ReadDigits(text, 5, 2, month) ||
-      !Expect(text, 7, '-') || !ReadDigits(text, 8, 2, day) || !ReadDigits(text, 11, 2, hour) ||
-      !Expect(text, 13, ':') || !ReadDigits(text, 14, 2, minute) || !Expect(text, 16, ':') ||
-      !ReadDigits(text, 17, 2, second)) {
-    return std::nullopt;
-  }
-  const bool universal = Expect(text, 10, 'T');
-  if (!universal && !Expect(text, 10, ' ')) return std::nullopt;
-  size_t pos = 19;
-  if (!ReadFraction(text, pos, milliseconds)) return std::nullopt;
-  if (universal) {
-    if (!Expect(text, pos, 'Z')) return std::nullopt;
-    ++pos;
-  }
-  if (pos != text.size()) return std::nullopt;
-
-  const bool carry = milliseconds == kMsPerSecond;  // ".9996" rounds up to the next second
-  std::optional<OleDate> date =
-      OleDate::FromCivil(year, month, day, hour, minute, second, carry ? 0 : milliseconds);
-  if (date && carry) {
-    date = OleDate::FromUnixMillis(date->ToUnixMillis() + kMsPerSecond);
-    if (date->ToCivil().year > 9999) return std::nullopt;
-  }
-  return date;
+std::optional<OleDate> DateTimeConverter::FromUniversalText(std::string_view text) {
+  return Parse(text, TextForm::Universal);
 }
+
+std::optional<OleDate> DateTimeConverter::FromPlainText(std::string_view text) {
+  return Parse(text, TextForm::Plain);
+}
+
+std::optional<OleDate> DateTimeConverter::FromText(std::string_view text) { return Parse(text, TextForm::Either); }
 
 OleDate DateTimeConverter::LocalToUtc(OleDate local) { return m_clock.LocalToUtc(local); }
 

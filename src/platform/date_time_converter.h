@@ -29,8 +29,12 @@ class DateTimeConverter {
   static std::string_view ToUniversalText(OleDate utc, TextBuffer& buffer);
   // "YYYY-MM-DD HH:MM:SS" of a date as it stands.
   static std::string ToPlainText(OleDate date);
-  // Reads either form back, also with fractions of a second ("...:SS.fffZ");
-  // nullopt for anything else.
+  // Read the text of one form back, also with fractions of a second ("...:SS.fffZ",
+  // "...:SS.fff"); nullopt for anything else, the other form included. A reader that
+  // tells dates from other values by the parse relies on that refusal.
+  static std::optional<OleDate> FromUniversalText(std::string_view text);
+  static std::optional<OleDate> FromPlainText(std::string_view text);
+  // Either form.
   static std::optional<OleDate> FromText(std::string_view text);
 
   OleDate LocalToUtc(OleDate local);

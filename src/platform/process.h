@@ -1,5 +1,5 @@
-// Starting programs: from a command line split into arguments as Windows splits it, or
-// from an argument vector; without waiting, or waited for with the output captured, a
+// Starting programs: from a command line split into arguments as Windows or as a shell
+// splits it, or from an argument vector; without waiting, or waited for with the output captured, a
 // time limit that kills the program, and its exit code.
 #pragma once
 
@@ -58,6 +58,15 @@ class ProcessLauncher {
 // The program name (the first argument) ends at its closing quote or at a blank, with no
 // backslash rules, so "C:\Program Files\x.exe" and /usr/bin/x read as written.
 std::vector<std::string> SplitCommandLine(std::string_view commandLine);
+
+// A command line split into words as a POSIX shell splits it, without running one:
+// blanks, tabs and line ends separate words; single quotes keep everything up to the
+// next single quote; in double quotes a backslash escapes only $ ` " \ and a line end,
+// and stays as written before anything else; outside quotes a backslash escapes any
+// character, and a backslash with a line end is dropped. Quoted parts next to each other
+// make one word, and '' or "" an empty one. Nothing is expanded: $, *, ~, | and the like
+// are plain characters. An unclosed quote or a final backslash raises, naming the spot.
+std::vector<std::string> SplitShellWords(std::string_view commandLine);
 
 // The machine's launcher, with posix_spawn.
 std::shared_ptr<ProcessLauncher> MakePosixProcessLauncher();

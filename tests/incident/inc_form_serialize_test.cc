@@ -189,7 +189,9 @@ TEST_F(IncFormSerializeTest, ABlockWithoutConfigMonikerStopsTheLoadWithALogLine)
   ASSERT_EQ(loaded->AllForms().size(), 1u);
   ASSERT_EQ(Errors().size(), 1u);
   EXPECT_EQ(Errors()[0].text.rfind("IncFormSerialize(Load) - Mon: ", 0), 0u) << Errors()[0].text;
-  EXPECT_NE(Errors()[0].text.find("ConfigMoniker"), std::string::npos) << Errors()[0].text;
+  EXPECT_NE(Errors()[0].text.find("the block at line 6 of " + m_serializer->FilePath("Mon") + " has no ConfigMoniker"),
+            std::string::npos)
+      << Errors()[0].text;
 }
 
 TEST_F(IncFormSerializeTest, AFullDiskDuringASaveLeavesThePreviousFileWhole) {

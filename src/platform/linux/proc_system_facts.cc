@@ -167,7 +167,9 @@ class ProcSystemFacts final : public SystemFacts {
   }
 
   LoadAverage ReadLoadAverage() override {
-    const std::vector<std::string_view> fields = Fields(ReadSmallFile("/proc/loadavg"));
+    // The fields are views into the text, which must outlive them.
+    const std::string text = ReadSmallFile("/proc/loadavg");
+    const std::vector<std::string_view> fields = Fields(text);
     LoadAverage load;
     if (fields.size() >= 3) {
       load.load1 = ToDouble(fields[0]);
