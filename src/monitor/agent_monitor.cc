@@ -14,6 +14,7 @@
 #include "incident/incident_form.h"
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"
+#include "monitor/engine_text.h"
 #include "monitor/event_close_message.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
@@ -57,15 +58,6 @@ std::vector<std::string> BracketedNames(std::string_view text) {
 }
 
 std::string Bracketed(std::string_view name) { return "[" + std::string(name) + "]"; }
-
-// The text of a custom attribute of the form; nullopt when it has none of that name.
-std::optional<std::string> AttributeText(const IncidentForm& form, std::string_view key) {
-  const AttributesRef& attributes = form.GetAttributes();
-  if (!attributes || !attributes->Exists(key)) return std::nullopt;
-  const AttributeRef attribute = attributes->Item(Value(key));
-  if (!attribute) return std::nullopt;
-  return attribute->Value().ToText();
-}
 
 // Runs `release` when the scope ends, however it ends.
 template <class Release>
