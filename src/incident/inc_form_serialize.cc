@@ -126,7 +126,8 @@ void IncFormSerialize::LoadBody(std::shared_ptr<IncidentForms>& forms, std::stri
   Converter();
 
   const std::string path = FilePath(monitorId);
-  const std::optional<std::string> file = ReadSerializedFile(path, GetLogManager(), "IncFormSerialize(Load)", kErrorCategory);
+  const std::optional<std::string> file =
+      ReadSerializedFile(path, GetLogManager(), "IncFormSerialize(Load)", kErrorCategory);
   if (!file) return;  // a first run
   const std::string& content = *file;
 

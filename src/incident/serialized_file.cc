@@ -51,8 +51,8 @@ std::optional<std::string> ReadSerializedFile(const std::string& path, const Log
     const Error failure = CurrentExceptionAsError();
     if (failure.Number() == kErrFileNotFound || failure.Number() == kErrPathNotFound) return std::nullopt;
     if (logManager) {
-      logManager->Log(std::string(routine) + " - Failed load " + path + " (Error = " + std::to_string(failure.Number()) +
-                          "/" + failure.Description() + ")",
+      logManager->Log(std::string(routine) + " - Failed load " + path + " (Error = " +
+                          std::to_string(failure.Number()) + "/" + failure.Description() + ")",
                       category, logLevelError);
     }
     throw Error(failure.Number(), failure.Source(), failure.Description());

@@ -182,7 +182,8 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   state->RemoveAll();
 
   const std::string path = FilePath(monitorId);
-  const std::optional<std::string> file = ReadSerializedFile(path, state->GetLogManager(), "Serializer(Load)", kCategory);
+  const std::optional<std::string> file =
+      ReadSerializedFile(path, state->GetLogManager(), "Serializer(Load)", kCategory);
   if (!file) return;  // a first run
   const std::string& content = *file;
 

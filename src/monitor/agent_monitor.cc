@@ -127,13 +127,13 @@ void AgentMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
 Value AgentMonitor::LoadConfigurationFiles(std::string& configFileChanges) {
   Guard("LoadConfigurationFiles: ", [&] {
     Trace("LoadConfigurationFiles: Starting");
-    Trace("LoadConfigurationFiles: Last Configuration Update = " + Value(m_lastConfigurationUpdate).ToText());
+    Trace("LoadConfigurationFiles: Last Configuration Update = " + DateText(m_lastConfigurationUpdate));
     Trace("LoadConfigurationFiles: Last File Count = " + std::to_string(m_lastFileCount));
 
     std::vector<std::string> files =
         Platform::Current().GetFileSystem().List(m_homeDirectory + "/ModuleConfigs", "*.ini");
     const bool loadSections = ModuleFilesChanged(files);
-    Trace("LoadConfigurationFiles: Load Sections = " + Value(loadSections).ToText());
+    Trace("LoadConfigurationFiles: Load Sections = " + BoolText(loadSections));
     if (!loadSections) return;
 
     const std::string newRecord = BuildRecord(files);

@@ -352,8 +352,8 @@ void MonitorManager::DecideAlertOff(IncidentForm& form, int32_t waitResolve, con
   if (form.MVResolveAlertPolls() == 0) {
     if (resolveImmediately) {
       if (form.PotentialMergedOccurrenceTimeUTC() > form.OccurrenceTimeUTC()) {
-        Trace(head + "Setting OccurrenceTimeUTC (currently " + Value(form.OccurrenceTimeUTC()).ToText() +
-              ") to PotentialMergedOccurrenceTimeUTC of " + Value(form.PotentialMergedOccurrenceTimeUTC()).ToText());
+        Trace(head + "Setting OccurrenceTimeUTC (currently " + DateText(form.OccurrenceTimeUTC()) +
+              ") to PotentialMergedOccurrenceTimeUTC of " + DateText(form.PotentialMergedOccurrenceTimeUTC()));
         form.SetOccurrenceTimeUTC(form.PotentialMergedOccurrenceTimeUTC());
       }
     } else {

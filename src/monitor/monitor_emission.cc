@@ -93,7 +93,8 @@ bool MonitorManager::ShouldSend(IncidentForm& form, const std::string& head) {
   bool shouldSend = false;
   if (form.ProcessedByMM()) {
     // Announced before: an update, a resolve, or an alert whose delay has just ended.
-    shouldSend = form.UpdateOccurred() || IsOff(form) || (form.AlertStatus() == AlertOn && form.MVSendAlertPolls() == 0);
+    shouldSend =
+        form.UpdateOccurred() || IsOff(form) || (form.AlertStatus() == AlertOn && form.MVSendAlertPolls() == 0);
   } else {
     shouldSend = form.AlertStatus() == AlertOn || form.AlertStatus() == AlertOnce;
   }

@@ -9,10 +9,12 @@
 //   monitor_pass.cc           the configuration pass, initial attributes, heartbeat passes
 //   monitor_merge_files.cc    merge state files and event close markers
 //   monitor_scheduling.cc     ConfigurationScheduledToRun
-//   monitor_script.cc         ProcessScheduleScript
+//   monitor_script.cc         ProcessScheduleScript (the functions it offers: schedule_script_functions.cc)
 //   monitor_decision.cc       SetIncidents
 //   monitor_emission.cc       CreateIncidentFromForm, SendIncidentData, SendDataCollection
 //   monitor_config_errors.cc  configuration errors and module heartbeats
+// Beside it: whole_seconds.h (the dates it compares), engine_text.h (how values read in
+// its log lines), queue_names.h (where it sends).
 #pragma once
 #include <cstdint>
 #include <memory>

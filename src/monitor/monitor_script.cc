@@ -9,6 +9,7 @@
 #include "foundation/global_functions.h"
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"
+#include "monitor/engine_text.h"
 #include "monitor/file_lines.h"
 #include "monitor/monitor_manager.h"
 #include "monitor/schedule_script_functions.h"
@@ -65,7 +66,7 @@ void MonitorManager::ProcessScheduleScript(std::string_view scriptText, const st
         std::string failure;
         bool failed = false;
         try {
-          host->ExecuteStatement("UTCNow = #" + Value(UTCNow()).ToText() + "#");
+          host->ExecuteStatement("UTCNow = #" + DateText(UTCNow()) + "#");
           result = host->Eval(script).ToBoolean();
         } catch (...) {
           failed = true;

@@ -304,11 +304,20 @@ TEST_F(AgentMonitorTest, FailuresAreLoggedPerRoutineAndEndOnlyThatRoutine) {
   EXPECT_EQ(Text(*forms->AllForms()[0], "mvGUID"), kGuidDisk1);
 }
 
-TEST_F(AgentMonitorTest, FailedRecordBuildIsNotRepeatedUntilTheFilesChange) {
+TEST_F(AgentMonitorTest, AFailedRecordBuildIsNotRepeatedUntilTheFilesChangeAndRaisesWithoutALog) {
   WriteModule("CPU", {"Disk1"});
   WriteServiceFile({"CPU"});
   std::shared_ptr<IncidentForms> forms = std::make_shared<IncidentForms>();
   std::shared_ptr<IncidentState> noState;
+  LogManagerRef noLog;
+  try {
+    AgentMonitor().GetIncident(forms, noState, nullptr, noLog);
+    ADD_FAILURE() << "no error raised";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.Number(), kErrObjectRequired);
+    EXPECT_EQ(error.Description(), "GetIncident: LoadConfigurationFiles: Object required");
+  }
+
   LogManagerRef log = m_log;
   m_monitor->GetIncident(forms, noState, nullptr, log);
   const std::vector<LogLine> failures = m_log->Matching("LoadConfigurationFiles: Object required");
@@ -317,7 +326,6 @@ TEST_F(AgentMonitorTest, FailedRecordBuildIsNotRepeatedUntilTheFilesChange) {
   EXPECT_EQ(failures[0].category, "AgentMonitor");
   EXPECT_EQ(Logged("ProcessOpenEvents: Completed").size(), 0u);
   EXPECT_EQ(Logged("No configuration changes detected").size(), 1u);
-
   // The times were taken before the failure: the next pass sees no change.
   m_log->Clear();
   Pass();
@@ -326,21 +334,6 @@ TEST_F(AgentMonitorTest, FailedRecordBuildIsNotRepeatedUntilTheFilesChange) {
   WriteModule("CPU", {"Disk1", "Disk2"});
   Pass();
   EXPECT_EQ(Record(), "CPU::[Disk1][Disk2]:;:");
-}
-
-TEST_F(AgentMonitorTest, WithoutLogManagerFailuresAreRaised) {
-  WriteModule("CPU", {"Disk1"});
-  WriteServiceFile({"CPU"});
-  std::shared_ptr<IncidentForms> forms = std::make_shared<IncidentForms>();
-  std::shared_ptr<IncidentState> noState;
-  LogManagerRef noLog;
-  try {
-    m_monitor->GetIncident(forms, noState, nullptr, noLog);
-    ADD_FAILURE() << "no error raised";
-  } catch (const Error& error) {
-    EXPECT_EQ(error.Number(), kErrObjectRequired);
-    EXPECT_EQ(error.Description(), "GetIncident: LoadConfigurationFiles: Object required");
-  }
 }
 
 TEST_F(AgentMonitorTest, ACloseMessageReplacesAnOlderMarkerAndTheClassIsAMonitor) {

@@ -88,10 +88,9 @@ struct TestMonitorScript {
   };
   // Per configuration moniker; applies to every call until the test changes it.
   struct Behaviour {
-    std::vector<Report> reports;                            // forms added by each call
-    std::vector<std::pair<std::string, Value>> stateItems;  // stored in IncidentState
-    std::string configError;                                // set as Configurations.Error
-    std::optional<std::string> raise;                       // GetIncident raises this text
+    std::vector<Report> reports;        // forms added by each call
+    std::string configError;            // set as Configurations.Error
+    std::optional<std::string> raise;   // GetIncident raises this text
   };
   // One GetIncident call as the plug-in saw it.
   struct Call {
@@ -101,7 +100,6 @@ struct TestMonitorScript {
     int32_t frequency = 0;
     int32_t waitAlert = 0;
     std::string waitAlertUnits;
-    std::map<std::string, std::string> keys;  // the configuration's keys and values
   };
 
   std::map<std::string, Behaviour, std::less<>> byMoniker;  // keys as the ini writes them
@@ -142,11 +140,9 @@ class TestMonitor final : public Object, public IMonitor {
     call.frequency = configurations->Frequency();
     call.waitAlert = configurations->WaitAlert();
     call.waitAlertUnits = configurations->WaitAlertUnits();
-    for (const ConfigurationRef& item : *configurations) call.keys[item->Key()] = item->Value();
     script.calls.push_back(call);
 
     const TestMonitorScript::Behaviour behaviour = script.For(call.moniker);
-    for (const auto& [key, value] : behaviour.stateItems) incidentState->Add(key, value);
     for (const TestMonitorScript::Report& report : behaviour.reports) {
       std::vector<Value> attributes;
       for (const auto& [key, value] : report.attributes) attributes.emplace_back(key + ":=" + value);

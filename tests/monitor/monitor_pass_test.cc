@@ -79,8 +79,8 @@ TEST_F(MonitorPassTest, MissingPluginReportsOnceThenStaysSilentUntilItArrives) {
   auto manager = MakeManager(ModeMorvane, kModule, lateId);
   manager->Monitor();
   ASSERT_EQ(ErrorLines().size(), 1u);
-  EXPECT_EQ(ErrorLines()[0].text, "ERROR: MonitorManager.CreateMonitoringObjects: Could not create the monitor " + lateId +
-                                      " (Error 429).  Monitor DLL may not be downloaded yet");
+  EXPECT_EQ(ErrorLines()[0].text, "ERROR: MonitorManager.CreateMonitoringObjects: Could not create the monitor " +
+                                      lateId + " (Error 429).  Monitor DLL may not be downloaded yet");
   EXPECT_EQ(ErrorLines()[0].category, kModule);
   for (int i = 0; i < 3; ++i) {
     Advance(700);  // past a heartbeat too
@@ -89,7 +89,8 @@ TEST_F(MonitorPassTest, MissingPluginReportsOnceThenStaysSilentUntilItArrives) {
   EXPECT_EQ(ErrorLines().size(), 1u) << "a plug-in still being downloaded doesn't fill the log";
   EXPECT_FALSE(Exists(HeartbeatFile())) << "no heartbeat while the monitor can't be created";
 
-  ClassRegistry::Global().Register(lateId, [] { return std::static_pointer_cast<Object>(std::make_shared<TestMonitor>()); });
+  ClassRegistry::Global().Register(lateId,
+                                   [] { return std::static_pointer_cast<Object>(std::make_shared<TestMonitor>()); });
   Advance(1);
   manager->Monitor();
   EXPECT_EQ(Script().CallsFor("CPU"), 1u);
@@ -200,8 +201,9 @@ TEST_F(MonitorPassTest, EachConfigurationsTroubleStaysWithItAndStandsInTheHeartb
   ASSERT_EQ(ErrorLines().size(), 1u);
   EXPECT_EQ(ErrorLines()[0].text, "ERROR: Cannot call GetIncidents on " + std::string(kTestMonitorClassId) +
                                        " due to a failed configuration validation. Message was: " + why);
-  EXPECT_EQ(HeartbeatError(), Flat("[mv[B]]: Invalid configuration for " + std::string(kTestMonitorClassId) + " " + why) +
-                                  Flat("[mv[C]]: half measured"));
+  EXPECT_EQ(HeartbeatError(),
+            Flat("[mv[B]]: Invalid configuration for " + std::string(kTestMonitorClassId) + " " + why) +
+                Flat("[mv[C]]: half measured"));
   EXPECT_EQ(OpenForms("B"), 1u) << "an invalid configuration's form waits";
   EXPECT_EQ(OpenForms("D"), 1u) << "a disabled configuration's form stays";
   EXPECT_EQ(QueuedIncidents().size(), 2u) << "no resolve for either";
@@ -265,8 +267,9 @@ TEST_F(MonitorPassTest, AMissingErrorFileIsAFirstRunAndADamagedOneAnError) {
   std::filesystem::create_directories(ConfigErrorFile());  // a folder where the file should be
   peer.LoadConfigurationErrors(kModule);
   ASSERT_EQ(ErrorLines().size(), 3u);
-  EXPECT_EQ(ErrorLines()[1].text.rfind("ERROR: LoadConfigurationErrors: Failed load " + ConfigErrorFile() + " (Error = ", 0),
-            0u);
+  EXPECT_EQ(
+      ErrorLines()[1].text.rfind("ERROR: LoadConfigurationErrors: Failed load " + ConfigErrorFile() + " (Error = ", 0),
+      0u);
   EXPECT_EQ(ErrorLines()[2].text.rfind("ERROR: MonitorManager.LoadConfigurationErrors: ", 0), 0u);
 
   // A SerializeLocation moves the file, trailing separator or not; blanks leave the name.

@@ -151,13 +151,15 @@ TEST_F(ScheduleTest, AScriptGetsItsMacrosAndTheLibraryFile) {
   EXPECT_EQ(Script().CallsFor("CPU"), 1u);
 
   // The second run: a form is open, the last measurement has a date, a library exists.
-  WriteWholeFile(GetSharedProgramFolder() + "/Modules/mvScripts.mvs", "function Weekend()\nWeekend = False\r\nend function");
+  WriteWholeFile(GetSharedProgramFolder() + "/Modules/mvScripts.mvs",
+                 "function Weekend()\nWeekend = False\r\nend function");
   WriteIni("[CPU]\r\nmvFrequency=60\r\nmvScheduleScript=Weekend() Or Slow_Poll_While_Closed(100000) And "
            "%Monitor.Open% And %Monitor.LastMonitorTime% > 0\r\n");
   Advance(60);
   manager->Monitor();
-  EXPECT_EQ(Matching("Additional script functions are function Weekend()\r\nWeekend = False\r\nend function\r\n").size(),
-            1u);
+  EXPECT_EQ(
+      Matching("Additional script functions are function Weekend()\r\nWeekend = False\r\nend function\r\n").size(),
+      1u);
   EXPECT_EQ(Matching("Processing schedule script Weekend() Or Slow_Poll_While_Closed(100000) And True And "
                      "DateValue(\"2024-01-15 12:00:00\") > 0")
                 .size(),
