@@ -207,28 +207,11 @@ TEST_F(AgentMonitorTest, RemovedSectionClosesItsEventsOnceAndOnlyThere) {
   EXPECT_EQ(Record(), "CPU::[Disk2]:;:Mem::[Swap][Page]:;:");
 }
 
-TEST_F(AgentMonitorTest, DeletedModuleFileRemovesAllItsSections) {
-  StartWithTwoModules();
-  DeleteModule("CPU");
-
-  std::shared_ptr<IncidentForms> forms = Pass();
-  ASSERT_EQ(forms->AllForms().size(), 2u);
-  EXPECT_EQ(Text(*forms->AllForms()[0], "mvConfigurationID"), "Disk1");
-  EXPECT_EQ(Text(*forms->AllForms()[1], "mvConfigurationID"), "Disk2");
-  EXPECT_TRUE(std::filesystem::exists(MarkerPath("CPU", kGuidDisk1)));
-  EXPECT_TRUE(std::filesystem::exists(MarkerPath("CPU", kGuidDisk2)));
-  EXPECT_EQ(Logged("Found removed configuration").size(), 2u);
-  EXPECT_EQ(Record(), "Mem::[Swap]:;:");
-  EXPECT_EQ(m_monitor->LastFileCount(), 1);
-  EXPECT_EQ(GetPrivateProfileSectionNames(HeartbeatFile()), std::vector<std::string>{"Mem"});
-}
-
-TEST_F(AgentMonitorTest, RenamedSectionIsOneRemovalAndAMovedNameIsNone) {
+TEST_F(AgentMonitorTest, ARenamedSectionIsOneRemovalAMovedNameNoneAndADeletedFileAllOfItsSections) {
   StartWithTwoModules();
   // Disk2 is renamed (to a name that holds the old one); Swap moves from Mem to CPU under the same name.
   WriteModule("CPU", {"Disk1", "Disk22", "Swap"});
   WriteModule("Mem", {"Page"});
-
   std::shared_ptr<IncidentForms> forms = Pass();
   EXPECT_EQ(Logged("Found removed configuration").size(), 1u);
   EXPECT_EQ(Logged("Found removed configuration = Disk2 for module = CPU").size(), 1u);
@@ -236,6 +219,16 @@ TEST_F(AgentMonitorTest, RenamedSectionIsOneRemovalAndAMovedNameIsNone) {
   EXPECT_EQ(Text(*forms->AllForms()[0], "mvGUID"), kGuidDisk2);
   EXPECT_FALSE(std::filesystem::exists(m_home / "ModuleMessages/Mem"));
   EXPECT_EQ(Record(), "CPU::[Disk1][Disk22][Swap]:;:Mem::[Page]:;:");
+
+  m_log->Clear();
+  DeleteModule("CPU");
+  forms = Pass();
+  EXPECT_EQ(Logged("Found removed configuration").size(), 3u);
+  ASSERT_EQ(forms->AllForms().size(), 1u);
+  EXPECT_EQ(Text(*forms->AllForms()[0], "mvConfigurationID"), "Disk1");
+  EXPECT_TRUE(std::filesystem::exists(MarkerPath("CPU", kGuidDisk1)));
+  EXPECT_EQ(Record(), "Mem::[Page]:;:");
+  EXPECT_EQ(m_monitor->LastFileCount(), 1);
 }
 
 TEST_F(AgentMonitorTest, ModulesTheServiceDoesNotRunAreNotRecorded) {
