@@ -221,7 +221,7 @@ void MonitorManager::DecideForm(const IncidentFormRef& formRef, IncidentForms& f
     if (!updatePending) form.ResetUpdateOccurred();
   });
   bool skip = false;
-  step([&] { skip = CountDelays(formRef, forms, settings, head); });
+  step([&] { CountDelays(formRef, forms, settings, head, skip); });
   if (!skip) {
     bool sendDone = false;
     step([&] { sendDone = SendForm(formRef, forms, head, noOtherConfiguration); });
@@ -270,10 +270,9 @@ void MonitorManager::TakeBackAcknowledgement(IncidentForm& form, const std::stri
   if (attributes.Exists("AckTimeUniversal")) attributes.Remove(Value(std::string("AckTimeUniversal")));
 }
 
-bool MonitorManager::CountDelays(const IncidentFormRef& formRef, IncidentForms& forms,
-                                 const DecisionSettings& settings, const std::string& head) {
+void MonitorManager::CountDelays(const IncidentFormRef& formRef, IncidentForms& forms,
+                                 const DecisionSettings& settings, const std::string& head, bool& skip) {
   IncidentForm& form = *formRef;
-  bool skip = false;
   Trace(head + "Current AlertStatus = " + std::to_string(form.AlertStatus()), logLevelDebug, kStatusCategory);
   switch (form.AlertStatus()) {
     case AlertOnce:
@@ -288,7 +287,6 @@ bool MonitorManager::CountDelays(const IncidentFormRef& formRef, IncidentForms& 
       DecideAlertOff(form, settings.waitResolve, head, skip);
       break;
   }
-  return skip;
 }
 
 bool MonitorManager::SendForm(const IncidentFormRef& formRef, IncidentForms& forms, const std::string& head,

@@ -188,9 +188,9 @@ class MonitorManager final : public Dispatchable<MonitorManager> {
   void FillEngineAttributes(IncidentForm& form, const std::string& moniker, const std::string& head);
   // "FALSE", exactly, takes an acknowledgement back.
   void TakeBackAcknowledgement(IncidentForm& form, const std::string& head);
-  // The alert and resolve delays, counted in passes; true when nothing is sent this pass.
-  bool CountDelays(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms, const DecisionSettings& settings,
-                   const std::string& head);
+  // The alert and resolve delays, counted in passes; `skip` when nothing is sent this pass.
+  void CountDelays(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms, const DecisionSettings& settings,
+                   const std::string& head, bool& skip);
   void DecideAlertOn(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms, int32_t waitAlert,
                      const std::string& head, bool& skip);
   void DecideAlertOff(IncidentForm& form, int32_t waitResolve, const std::string& head, bool& skip);

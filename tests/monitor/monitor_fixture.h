@@ -77,10 +77,6 @@ inline constexpr const char* kModule = "TestModule";
 // creates plug-ins by class id, so a test can't hand them anything directly.
 struct TestMonitorScript {
   struct Report {
-    Report(std::string resource, std::string condition, AlertStatusEnum status = AlertOn,
-           std::vector<std::pair<std::string, std::string>> attributes = {})
-        : resource(std::move(resource)), condition(std::move(condition)), status(status),
-          attributes(std::move(attributes)) {}
     std::string resource;
     std::string condition;
     AlertStatusEnum status = AlertOn;
