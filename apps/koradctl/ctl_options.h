@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "monitor/monitor_manager.h"
+#include "monitor/queue_names.h"
 
 namespace korad::ctl {
 
@@ -17,7 +17,7 @@ inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
 
 // The connector id the monitors send on unless their section names another.
-inline constexpr std::string_view kRouterQueue = MonitorManager::kDefaultConnectorId;
+inline constexpr std::string_view kRouterQueue = kRouterConnectorId;
 
 enum class Command { kNone, kQueueList, kQueueShow, kQueueDrain, kQueueSend, kIncidents, kStateShow, kHeartbeats };
 

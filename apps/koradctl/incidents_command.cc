@@ -14,7 +14,7 @@
 #include "contracts/text.h"
 #include "ctl_format.h"
 #include "incident_reader.h"
-#include "monitor/monitor_manager.h"
+#include "monitor/queue_names.h"
 #include "platform/connector.h"
 #include "platform/connector_directory.h"
 #include "platform/connector_message.h"
@@ -62,7 +62,7 @@ class IncidentReader {
       if (Done()) break;
       present.insert(message.MessageId());
       if (m_noted.contains(message.MessageId())) continue;
-      if (!EqualsNoCase(message.TargetQueue(), MonitorManager::kIncidentQueue)) {
+      if (!EqualsNoCase(message.TargetQueue(), kIncidentQueue)) {
         ++leftByTarget[message.TargetQueue()];
         m_noted.insert(message.MessageId());
         continue;

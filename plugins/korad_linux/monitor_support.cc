@@ -4,6 +4,7 @@
 
 #include "contracts/error.h"
 #include "contracts/text.h"
+#include "foundation/attributes.h"
 #include "foundation/configurations.h"
 #include "foundation/validation_rules.h"
 #include "incident/incident_forms.h"
@@ -67,10 +68,26 @@ Value FormAttribute(std::string_view name, std::string_view value) {
 std::shared_ptr<IncidentForm> ReportCondition(IncidentForms& forms, bool holds, std::string_view resource,
                                               std::string_view condition, std::vector<Value> attributes,
                                               bool reportUpdates, std::string_view keyAttributes) {
+  std::vector<std::string> measured;
+  if (reportUpdates) {
+    for (const Value& attribute : attributes) {
+      const std::string text = attribute.ToText();
+      measured.push_back(text.substr(0, text.find(":=")));
+    }
+  }
   if (!keyAttributes.empty()) attributes.push_back(FormAttribute("KeyAttributes", keyAttributes));
-  if (!reportUpdates) attributes.push_back(FormAttribute("mvNoUpdate", "True"));
+  attributes.push_back(FormAttribute(kConditionHoldsAttribute, holds ? "True" : "False"));
   std::shared_ptr<IncidentForm> form = forms.Add(resource, condition, attributes);
-  if (form) form->SetAlertStatus(holds ? AlertOn : AlertOff);
+  if (!form) return form;
+  form->SetAlertStatus(holds ? AlertOn : AlertOff);
+  // The engine sees an update where a relevant value changed: the condition holding again
+  // always is one, the measured values only when the configuration asks for them.
+  Attributes& added = *form->GetAttributes();
+  measured.emplace_back(kConditionHoldsAttribute);
+  for (const std::string& name : measured) {
+    if (!added.Exists(name)) continue;
+    if (const AttributeRef attribute = added.Item(Value(name))) attribute->SetRelevantToUpdates(true);
+  }
   return form;
 }
 

@@ -33,6 +33,8 @@ class LinuxMonitor : public Dispatchable<Derived>, public IMonitor {
 
 // The key that lets the changing numbers of an open incident go out as updates.
 inline constexpr std::string_view kReportUpdatesKey = "ReportUpdates";
+// On every form: "True" when the problem holds, "False" when it doesn't.
+inline constexpr std::string_view kConditionHoldsAttribute = "ConditionHolds";
 
 // Typed reads of the current configuration. Validation has filled the defaults; a key
 // that is still missing or blank reads as its fallback. A value of the wrong kind raises
@@ -71,8 +73,9 @@ Value FormAttribute(std::string_view name, std::string_view value);
 // from a report that it holds (AlertOn) to a report that it no longer does (AlertOff) of
 // the same resource, condition and key attributes, and counts its alert and resolve
 // delays in such reports: so a watched problem is stated on every run, either way.
-// Numbers that move on every run would make every run an "(Updated)" incident, so the
-// form carries mvNoUpdate unless the configuration asks for updates. `keyAttributes`
+// Numbers that move on every run would make every run an "(Updated)" incident, so they
+// count as updates only when the configuration asks for them; ConditionHolds always
+// counts, so a problem that comes back while its resolve waits cancels the wait. `keyAttributes`
 // names the attributes that tell apart the forms of one configuration. Null when the
 // collection refused the form (it has logged why).
 std::shared_ptr<IncidentForm> ReportCondition(IncidentForms& forms, bool holds, std::string_view resource,

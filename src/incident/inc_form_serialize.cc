@@ -7,7 +7,6 @@
 #include "incident/incident_form.h"
 #include "incident/incident_forms.h"
 #include "incident/serialized_text.h"
-#include "incident/xml_serializer.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
 #include "platform/string_builder.h"
@@ -65,22 +64,9 @@ class FinalizeUnlessKept {
 
 }  // namespace
 
-IncFormSerialize::IncFormSerialize() {
-  try {
-    m_defaultLocation = DefaultSerializeLocation();
-  } catch (...) {
-    // Without an application there is no home: the caller must set a location.
-  }
-  m_location = m_defaultLocation;
-}
+void IncFormSerialize::SetSerializeLocation(std::string_view location) { m_folder.SetLocation(location); }
 
-void IncFormSerialize::SetSerializeLocation(std::string_view location) {
-  m_location = SerializeLocationFrom(location, m_defaultLocation);
-}
-
-std::string IncFormSerialize::FilePath(std::string_view monitorId) const {
-  return m_location + "/IF" + StripSpaces(monitorId) + ".SER";
-}
+std::string IncFormSerialize::FilePath(std::string_view monitorId) const { return m_folder.FilePath("IF", monitorId); }
 
 DateTimeConverter& IncFormSerialize::Converter() {
   if (!m_converter) m_converter.emplace();
@@ -99,11 +85,6 @@ void IncFormSerialize::Save(const std::shared_ptr<IncidentForms>& incidentForms,
 void IncFormSerialize::SaveBody(const IncidentForms& forms, std::string_view monitorId) {
   Converter();
   StringBuilder text(forms.AllForms().size() * 320);
-  try {
-    EnsureFolder(m_location);
-  } catch (...) {
-    // A folder that can't be made shows as a failed write below.
-  }
 
   for (const IncidentFormRef& form : forms.AllForms()) {
     text.Append(kBlockStart).Append(kLineEnd);
@@ -127,9 +108,8 @@ void IncFormSerialize::SaveBody(const IncidentForms& forms, std::string_view mon
     text.Append(kBlockEnd).Append(kLineEnd);
   }
 
-  const std::string path = FilePath(monitorId);
   // Written even when empty, so an old file doesn't outlive its forms.
-  WriteSerializedFile(path, text.Text());
+  m_folder.Write(FilePath(monitorId), text.Text());
 }
 
 void IncFormSerialize::Load(std::shared_ptr<IncidentForms>& incidentForms, std::string_view monitorId) {
@@ -146,19 +126,10 @@ void IncFormSerialize::LoadBody(std::shared_ptr<IncidentForms>& forms, std::stri
   Converter();
 
   const std::string path = FilePath(monitorId);
-  std::string content;
-  try {
-    content = Platform::Current().GetFileSystem().ReadFile(path);
-  } catch (...) {
-    const Error failure = CurrentExceptionAsError();
-    if (failure.Number() == kErrFileNotFound || failure.Number() == kErrPathNotFound) return;  // a first run
-    if (const LogManagerRef& log = GetLogManager()) {
-      log->Log("IncFormSerialize(Load) - Failed load " + path + " (Error = " + std::to_string(failure.Number()) +
-                   "/" + failure.Description() + ")",
-               kErrorCategory, logLevelError);
-    }
-    throw Error(failure.Number(), failure.Source(), failure.Description());
-  }
+  const std::optional<std::string> file =
+      ReadSerializedFile(path, GetLogManager(), "IncFormSerialize(Load)", kErrorCategory);
+  if (!file) return;  // a first run
+  const std::string& content = *file;
 
   // Damage that doesn't stop the load is reported on the collection's log manager too.
   auto note = [&](const std::string& what, KORADSLog_Level level) {

@@ -12,6 +12,7 @@
 
 #include "contracts/error_reporter.h"
 #include "contracts/object.h"
+#include "incident/serialized_file.h"
 #include "platform/date_time_converter.h"
 
 namespace korad {
@@ -21,8 +22,6 @@ class IncidentForms;
 class IncFormSerialize final : public Dispatchable<IncFormSerialize>, public ErrorReporter {
  public:
   static constexpr std::string_view kClassId = "KORADevServices.IncFormSerialize";
-
-  IncFormSerialize();
 
   std::string_view ClassId() const noexcept override { return kClassId; }
   static const DispatchTable<IncFormSerialize>& Dispatch();
@@ -36,7 +35,7 @@ class IncFormSerialize final : public Dispatchable<IncFormSerialize>, public Err
   // The file is replaced atomically: a failed save leaves the previous file whole.
   void Save(const std::shared_ptr<IncidentForms>& incidentForms, std::string_view monitorId);
 
-  const std::string& SerializeLocation() const noexcept { return m_location; }
+  const std::string& SerializeLocation() const noexcept { return m_folder.Location(); }
   // Blank restores the default (home + "\Serialize"); one trailing separator is dropped.
   void SetSerializeLocation(std::string_view location);
 
@@ -48,8 +47,7 @@ class IncFormSerialize final : public Dispatchable<IncFormSerialize>, public Err
   void SaveBody(const IncidentForms& forms, std::string_view monitorId);
   void LoadBody(std::shared_ptr<IncidentForms>& forms, std::string_view monitorId);
 
-  std::string m_defaultLocation;
-  std::string m_location;
+  SerializedFileFolder m_folder;
   std::optional<DateTimeConverter> m_converter;
 };
 

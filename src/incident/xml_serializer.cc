@@ -96,30 +96,7 @@ std::size_t EstimateSize(const ScriptingDictionary& dictionary) {
 
 }  // namespace
 
-std::string DefaultSerializeLocation() {
-  const std::string home = GetHomeDirectory();
-  if (!home.empty() && (home.back() == '/' || home.back() == '\\')) return home + "Serialize";
-  return home + "/Serialize";
-}
-
-std::string SerializeLocationFrom(std::string_view location, const std::string& defaultLocation) {
-  if (NormalizeKey(location).empty()) return defaultLocation;
-  if (location.back() == '\\' || location.back() == '/') location.remove_suffix(1);
-  return std::string(location);
-}
-
-XMLSerializer::XMLSerializer() {
-  try {
-    m_defaultLocation = DefaultSerializeLocation();
-  } catch (...) {
-    // Without an application there is no home: the caller must set a location.
-  }
-  m_location = m_defaultLocation;
-}
-
-void XMLSerializer::SetSerializeLocation(std::string_view location) {
-  m_location = SerializeLocationFrom(location, m_defaultLocation);
-}
+void XMLSerializer::SetSerializeLocation(std::string_view location) { m_folder.SetLocation(location); }
 
 void XMLSerializer::SetCurrentConfigs(const Value& configs) {
   if (configs.IsEmpty()) {
@@ -139,9 +116,7 @@ void XMLSerializer::SetCurrentConfigs(const Value& configs) {
   m_currentConfigs = std::move(names);
 }
 
-std::string XMLSerializer::FilePath(std::string_view monitorId) const {
-  return m_location + "/" + StripSpaces(monitorId) + ".SER";
-}
+std::string XMLSerializer::FilePath(std::string_view monitorId) const { return m_folder.FilePath("", monitorId); }
 
 DateTimeConverter& XMLSerializer::Converter() {
   if (!m_converter) m_converter.emplace();
@@ -162,11 +137,6 @@ void XMLSerializer::Save(const std::shared_ptr<IncidentState>& incidentState, st
 void XMLSerializer::SaveBody(IncidentState& state, std::string_view monitorId) {
   ConfigFilter filter(*m_currentConfigs);
   ScriptingDictionary& dictionary = state.Dictionary();
-  try {
-    EnsureFolder(m_location);
-  } catch (...) {
-    // A folder that can't be made shows as a failed write below.
-  }
 
   StringBuilder text(EstimateSize(dictionary));
   DateTimeConverter::TextBuffer dateText;
@@ -194,8 +164,7 @@ void XMLSerializer::SaveBody(IncidentState& state, std::string_view monitorId) {
   // The dictionary can't change while it is walked, so the trimming follows the walk.
   for (const std::string& key : foreign) state.RemoveRawKey(key);
 
-  const std::string path = FilePath(monitorId);
-  WriteSerializedFile(path, text.Text());
+  m_folder.Write(FilePath(monitorId), text.Text());
 }
 
 Value XMLSerializer::Load(std::shared_ptr<IncidentState>& incidentState, std::string_view monitorId) {
@@ -213,19 +182,10 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   state->RemoveAll();
 
   const std::string path = FilePath(monitorId);
-  std::string content;
-  try {
-    content = Platform::Current().GetFileSystem().ReadFile(path);
-  } catch (...) {
-    const Error failure = CurrentExceptionAsError();
-    if (failure.Number() == kErrFileNotFound || failure.Number() == kErrPathNotFound) return;  // a first run
-    if (const LogManagerRef& log = state->GetLogManager()) {
-      log->Log("Serializer(Load) - Failed load " + path + " (Error = " + std::to_string(failure.Number()) + "/" +
-                   failure.Description() + ")",
-               kCategory, logLevelError);
-    }
-    throw Error(failure.Number(), failure.Source(), failure.Description());
-  }
+  const std::optional<std::string> file =
+      ReadSerializedFile(path, state->GetLogManager(), "Serializer(Load)", kCategory);
+  if (!file) return;  // a first run
+  const std::string& content = *file;
 
   ILogManager* log = state->GetLogManager().get();
   // Trace lines are built only when someone can receive them, in one reused buffer.

@@ -12,6 +12,7 @@
 
 #include "contracts/interfaces.h"
 #include "contracts/object.h"
+#include "incident/serialized_file.h"
 #include "platform/date_time_converter.h"
 
 namespace korad {
@@ -19,8 +20,6 @@ namespace korad {
 class XMLSerializer final : public Dispatchable<XMLSerializer>, public ISerializable {
  public:
   static constexpr std::string_view kClassId = "KORADevServices.XMLSerializer";
-
-  XMLSerializer();
 
   std::string_view ClassId() const noexcept override { return kClassId; }
   static const DispatchTable<XMLSerializer>& Dispatch();
@@ -35,7 +34,7 @@ class XMLSerializer final : public Dispatchable<XMLSerializer>, public ISerializ
   // are read as far as they go; what can't be used is logged. Always Empty.
   Value Load(std::shared_ptr<IncidentState>& incidentState, std::string_view monitorId) override;
 
-  std::string SerializeLocation() override { return m_location; }
+  std::string SerializeLocation() override { return m_folder.Location(); }
   // Blank restores the default (home + "\Serialize"); one trailing separator is dropped.
   void SetSerializeLocation(std::string_view location) override;
   // Empty, or the configuration names: a text is taken as a comma-separated list (the
@@ -52,16 +51,9 @@ class XMLSerializer final : public Dispatchable<XMLSerializer>, public ISerializ
   void SaveBody(IncidentState& state, std::string_view monitorId);
   void LoadBody(std::shared_ptr<IncidentState>& state, std::string_view monitorId);
 
-  std::string m_defaultLocation;
-  std::string m_location;
+  SerializedFileFolder m_folder;
   std::optional<std::vector<std::string>> m_currentConfigs;
   std::optional<DateTimeConverter> m_converter;
 };
-
-// The folder "Serialize" under the agent's home, the default of both serializers.
-std::string DefaultSerializeLocation();
-// The let rule of SerializeLocation: blank gives `defaultLocation`; otherwise the text
-// less one trailing separator.
-std::string SerializeLocationFrom(std::string_view location, const std::string& defaultLocation);
 
 }  // namespace korad

@@ -14,6 +14,7 @@
 #include "incident/incident_form.h"
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"
+#include "monitor/engine_text.h"
 #include "monitor/event_close_message.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
@@ -57,15 +58,6 @@ std::vector<std::string> BracketedNames(std::string_view text) {
 }
 
 std::string Bracketed(std::string_view name) { return "[" + std::string(name) + "]"; }
-
-// The text of a custom attribute of the form; nullopt when it has none of that name.
-std::optional<std::string> AttributeText(const IncidentForm& form, std::string_view key) {
-  const AttributesRef& attributes = form.GetAttributes();
-  if (!attributes || !attributes->Exists(key)) return std::nullopt;
-  const AttributeRef attribute = attributes->Item(Value(key));
-  if (!attribute) return std::nullopt;
-  return attribute->Value().ToText();
-}
 
 // Runs `release` when the scope ends, however it ends.
 template <class Release>
@@ -135,13 +127,13 @@ void AgentMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
 Value AgentMonitor::LoadConfigurationFiles(std::string& configFileChanges) {
   Guard("LoadConfigurationFiles: ", [&] {
     Trace("LoadConfigurationFiles: Starting");
-    Trace("LoadConfigurationFiles: Last Configuration Update = " + Value(m_lastConfigurationUpdate).ToText());
+    Trace("LoadConfigurationFiles: Last Configuration Update = " + DateText(m_lastConfigurationUpdate));
     Trace("LoadConfigurationFiles: Last File Count = " + std::to_string(m_lastFileCount));
 
     std::vector<std::string> files =
         Platform::Current().GetFileSystem().List(m_homeDirectory + "/ModuleConfigs", "*.ini");
     const bool loadSections = ModuleFilesChanged(files);
-    Trace("LoadConfigurationFiles: Load Sections = " + Value(loadSections).ToText());
+    Trace("LoadConfigurationFiles: Load Sections = " + BoolText(loadSections));
     if (!loadSections) return;
 
     const std::string newRecord = BuildRecord(files);

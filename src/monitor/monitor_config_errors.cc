@@ -128,19 +128,19 @@ void MonitorManager::LoadConfigurationErrors(std::string_view moduleName) {
       content = Platform::Current().GetFileSystem().ReadFile(file);
     } catch (...) {
       const Error failure = CurrentExceptionAsError();
-      // A module that never had an error has no file.
-      if (failure.Number() == kErrFileNotFound || failure.Number() == kErrPathNotFound) return;
-      Trace("LoadConfigurationErrors: Failed load " + file + " (Error = " + std::to_string(failure.Number()) + "/" +
-                failure.Description() + ")",
-            logLevelError);
-      throw failure;
+      // A module that never had an error has no file; that is no failure.
+      if (failure.Number() != kErrFileNotFound && failure.Number() != kErrPathNotFound) {
+        Trace("LoadConfigurationErrors: Failed load " + file + " (Error = " + std::to_string(failure.Number()) +
+                  "/" + failure.Description() + ")",
+              logLevelError);
+        throw failure;
+      }
     }
     for (const std::string_view line : FileLines(content)) {
       const size_t equals = line.find('=');
       if (equals == std::string_view::npos || equals == 0) continue;
-      const std::string key(line.substr(0, equals));
-      const std::string value = ReplaceText(line.substr(equals + 1), kFileLineBreak, kCrLf);
-      m_configErrors->SetItem(key, Value(value));
+      // A key written twice is a damaged file: Add raises, and the handler reports it.
+      m_configErrors->Add(line.substr(0, equals), Value(ReplaceText(line.substr(equals + 1), kFileLineBreak, kCrLf)));
     }
     Trace("LoadConfigurationErrors: Loaded Configuration Errors for " + std::string(moduleName));
   });

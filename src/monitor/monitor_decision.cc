@@ -3,7 +3,6 @@
 // delays, the update test and the duplicate suppression across configurations live here,
 // in the forms' poll counters, which the form file keeps across restarts.
 #include <cmath>
-#include <functional>
 #include <string>
 
 #include "contracts/text.h"
@@ -12,6 +11,7 @@
 #include "foundation/global_functions.h"
 #include "foundation/string_functions.h"
 #include "incident/incident_forms.h"
+#include "monitor/engine_text.h"
 #include "monitor/monitor_manager.h"
 #include "platform/application_object.h"
 
@@ -27,13 +27,6 @@ constexpr std::string_view kStatusCategory = "SendIncident";
 
 int32_t TruncatedNumber(const Configuration& configuration) {
   return static_cast<int32_t>(std::trunc(Value(configuration.Value()).ToDouble()));
-}
-
-std::string AttributeText(IncidentForm& form, std::string_view name) {
-  Attributes& attributes = *form.GetAttributes();
-  if (!attributes.Exists(name)) return {};
-  const AttributeRef attribute = attributes.Item(Value(std::string(name)));
-  return attribute ? attribute->Value().ToText() : std::string();
 }
 
 void AddIfMissing(IncidentForm& form, std::string_view key, const std::string& value) {
@@ -70,12 +63,18 @@ bool IsSystemHeartbeat(const std::string& condition) {
 std::string AuditText(IncidentForm& form) {
   std::string text = form.Resource() + ";" + form.Condition();
   for (const std::string_view name : SplitNonEmpty(form.KeyAttributes(), ',')) {
-    text += ";" + std::string(name) + "=" + AttributeText(form, name);
+    text += ";" + std::string(name) + "=" + AttributeText(form, name).value_or("");
   }
   return text;
 }
 
 }  // namespace
+
+void MonitorManager::ResumingSteps::Failed(const std::string& description, int32_t number) {
+  m_manager.ReportError(description, number);
+  if (m_current) m_current->SetProcessedByMM(false);
+  m_result = false;
+}
 
 Value MonitorManager::SetIncidents(std::shared_ptr<IncidentForms>& incidentForms,
                                    const std::vector<Value>& configList,
@@ -84,23 +83,14 @@ Value MonitorManager::SetIncidents(std::shared_ptr<IncidentForms>& incidentForms
   const std::string moniker = configList.empty() ? std::string() : configList.front().ToText();
   const std::string head = "SetIncidents(" + moniker + "): ";
   IncidentFormRef current;
-  // One handler that resumes: the failing step is reported, the form in hand loses its
-  // processed mark so the next pass tries it again, and the walk goes on.
-  const ResumeStep step = [&](const std::function<void()>& body) {
-    TrapErrors("MonitorManager.SetIncidents: ", body, [&](const std::string& description, int32_t number) {
-      ReportError(description, number);
-      if (current) current->SetProcessedByMM(false);
-      result = false;
-    });
-  };
+  ResumingSteps step(*this, current, result);
 
   Trace("Starting SetIncidents (" + moniker + ")");
   if (configList.empty()) return Value(true);
   IncidentForms& forms = *incidentForms;
   DecisionSettings settings;
-  const bool global = NormalizeKey(moniker) == "GLOBAL";
-
-  if (!global) {
+  // The "Global" section has no forms of its own: only the removal runs for it.
+  if (NormalizeKey(moniker) != "GLOBAL") {
     step([&] {
       forms.SetConfigMoniker(moniker);
       Trace("SetIncidents: Processing Configuration " + moniker);
@@ -120,35 +110,49 @@ Value MonitorManager::SetIncidents(std::shared_ptr<IncidentForms>& incidentForms
       }
       configurations->SetConfigMoniker(remembered);
     });
-    step([&] {
-      Trace(head + "mvFilter = " + settings.filter);
-      if (settings.filter.empty()) return;
-      forms.SetRemoveUnmatched(true);
-      try {
-        forms.SetFilterString(settings.filter);
-      } catch (...) {
-        forms.SetRemoveUnmatched(false);
-        throw;
-      }
-      forms.SetRemoveUnmatched(false);
-      Trace(head + "Count with mvFilter = " + std::to_string(forms.Count()));
-    });
+    step([&] { ApplyFilter(forms, settings, head); });
     if (settings.hasEntityId) step([&] { SendDataCollection(settings.entityId, incidentForms); });
-
-    bool noOtherConfiguration = false;
-    step([&] { forms.MoveFirst(); });
-    while (true) {
-      bool past = true;
-      step([&] { past = forms.PastLastForm(); });
-      if (past) break;
-      step([&] { current = forms.CurrentForm(); });
-      if (current) DecideForm(current, forms, settings, head, noOtherConfiguration, step);
-      current.reset();
-      step([&] { forms.MoveNext(); });
-    }
+    DecideForms(incidentForms, settings, head, current, step);
   }
+  RemoveFinishedForms(forms, head, current, step);
+  if (!settings.filter.empty()) step([&] { forms.ResetFilter(); });
+  return Value(result);
+}
 
-  // Removal: forms that are done with and not alerted leave the open set.
+void MonitorManager::ApplyFilter(IncidentForms& forms, const DecisionSettings& settings, const std::string& head) {
+  Trace(head + "mvFilter = " + settings.filter);
+  if (settings.filter.empty()) return;
+  // What the filter doesn't pass leaves the configuration for good.
+  forms.SetRemoveUnmatched(true);
+  try {
+    forms.SetFilterString(settings.filter);
+  } catch (...) {
+    forms.SetRemoveUnmatched(false);
+    throw;
+  }
+  forms.SetRemoveUnmatched(false);
+  Trace(head + "Count with mvFilter = " + std::to_string(forms.Count()));
+}
+
+void MonitorManager::DecideForms(std::shared_ptr<IncidentForms>& incidentForms, const DecisionSettings& settings,
+                                 const std::string& head, IncidentFormRef& current, ResumingSteps& step) {
+  IncidentForms& forms = *incidentForms;
+  bool noOtherConfiguration = false;
+  step([&] { forms.MoveFirst(); });
+  while (true) {
+    bool past = true;
+    step([&] { past = forms.PastLastForm(); });
+    if (past) break;
+    step([&] { current = forms.CurrentForm(); });
+    if (current) DecideForm(current, forms, settings, head, noOtherConfiguration, step);
+    current.reset();
+    step([&] { forms.MoveNext(); });
+  }
+}
+
+// Forms that are done with and not alerted leave the open set.
+void MonitorManager::RemoveFinishedForms(IncidentForms& forms, const std::string& head, IncidentFormRef& current,
+                                         ResumingSteps& step) {
   step([&] { forms.MoveFirst(); });
   while (true) {
     bool past = true;
@@ -159,7 +163,7 @@ Value MonitorManager::SetIncidents(std::shared_ptr<IncidentForms>& incidentForms
       current = forms.CurrentForm();
       if (!current) return;
       Trace(head + "Form Removal Check: " + current->Resource() + ": " + current->Condition() + ": " +
-            std::to_string(current->AlertStatus()) + ": " + Value(current->ProcessedByMM()).ToText());
+            std::to_string(current->AlertStatus()) + ": " + BoolText(current->ProcessedByMM()));
       if (current->ProcessedByMM() && current->AlertStatus() != AlertOn) {
         Trace(head + "Removing this form");
         current.reset();
@@ -178,8 +182,6 @@ Value MonitorManager::SetIncidents(std::shared_ptr<IncidentForms>& incidentForms
       if (!moved) break;
     }
   }
-  if (!settings.filter.empty()) step([&] { forms.ResetFilter(); });
-  return Value(result);
 }
 
 void MonitorManager::ReadDecisionKeys(Configurations& config, const std::string& moniker,
@@ -205,99 +207,24 @@ void MonitorManager::ReadDecisionKeys(Configurations& config, const std::string&
 
 void MonitorManager::DecideForm(const IncidentFormRef& formRef, IncidentForms& forms,
                                 const DecisionSettings& settings, const std::string& head,
-                                bool& noOtherConfiguration, const ResumeStep& step) {
+                                bool& noOtherConfiguration, ResumingSteps& step) {
   IncidentForm& form = *formRef;
-  const std::string& moniker = forms.ConfigMoniker();
-
-  // A: what every incident must carry.
   bool updatePending = false;
   step([&] {
     updatePending = form.UpdateOccurred();
-    const auto fill = [&](std::string_view key, const std::string& value) {
-      AddIfMissing(form, key, value);
-      Trace(head + std::string(key) + " = " + AttributeText(form, key));
-    };
-    fill("mvGUID", CreateGUID());
-    fill("mvConfigurationID", moniker);
-    fill("mvSourceComputer", "");
-    fill("mvEntityID", "0");
-    const std::string source = AttributeText(form, "mvSourceComputer");
-    if (const size_t slash = source.find('\\'); slash != std::string::npos) {
-      fill("mvDomain", source.substr(0, slash));
-      fill("mvComputer", source.substr(slash + 1));
-    }
-    fill("mvModule", m_moniker);
+    FillEngineAttributes(form, forms.ConfigMoniker(), head);
   });
-
-  // B: "FALSE", exactly, takes an acknowledgement back.
+  step([&] { TakeBackAcknowledgement(form, head); });
   step([&] {
-    Attributes& attributes = *form.GetAttributes();
-    if (!attributes.Exists("Ack")) return;
-    Trace(head + "Ack Property Set");
-    const std::string ack = AttributeText(form, "Ack");
-    Trace(head + "Ack =  " + ack);
-    if (ack != "FALSE") return;
-    attributes.Remove(Value(std::string("Ack")));
-    if (attributes.Exists("AckUser")) attributes.Remove(Value(std::string("AckUser")));
-    if (attributes.Exists("AckTimeUniversal")) attributes.Remove(Value(std::string("AckTimeUniversal")));
-  });
-
-  // C: a plug-in marks forms whose changes are never to be reported.
-  step([&] {
+    // A plug-in marks forms whose changes are never to be reported.
     if (form.GetAttributes()->Exists("mvNoUpdate")) updatePending = false;
     if (!updatePending) form.ResetUpdateOccurred();
   });
-
-  // D: the delays, counted in passes.
   bool skip = false;
-  step([&] {
-    Trace(head + "Current AlertStatus = " + std::to_string(form.AlertStatus()), logLevelDebug, kStatusCategory);
-    switch (form.AlertStatus()) {
-      case AlertOnce:
-        form.SetMVSendAlertPolls(0);
-        break;
-      case AlertOffPending:
-        break;
-      case AlertOn:
-        DecideAlertOn(formRef, forms, settings.waitAlert, head, skip);
-        break;
-      case AlertOff:
-        DecideAlertOff(form, settings.waitResolve, head, skip);
-        break;
-    }
-  });
-
-  // F: the send.
+  step([&] { CountDelays(formRef, forms, settings, head, skip); });
   if (!skip) {
     bool sendDone = false;
-    step([&] {
-      Trace(head + "Creating Incident from Form of Resource '" + form.Resource() + "' and Condition '" +
-            form.Condition() + "'(" + moniker + ")");
-      CreateIncidentFromForm(formRef);
-      const auto nothingToSend = [&] {
-        form.SetProcessedByMM(true);
-        Trace(head + "No incident will be sent for Form With Condition - " + form.Condition());
-      };
-      if (m_incidentString.empty()) {
-        nothingToSend();
-        sendDone = true;
-        return;
-      }
-      if (OtherConfigurationHasItOpen(formRef, forms, noOtherConfiguration)) {
-        nothingToSend();
-        sendDone = true;
-        return;
-      }
-      const std::string audit = "Sending " + AuditText(form) + " because it " + AuditVerb(form.AlertStatus());
-      if (m_application) {
-        if (auto logger = m_application->Logger()) logger->WriteInfo(audit, m_monitorName, logLevelInfo, 0);
-      }
-      const bool heartbeat = IsSystemHeartbeat(form.Condition());
-      Trace(head + "Sending Incident Form With Condition - " + form.Condition());
-      form.SetProcessedByMM(SendIncidentData(heartbeat ? kHeartbeatTimeToLive : kIncidentTimeToLive,
-                                             heartbeat ? kHeartbeatPriority : 0));
-      sendDone = true;
-    });
+    step([&] { sendDone = SendForm(formRef, forms, head, noOtherConfiguration); });
     if (sendDone) {
       step([&] {
         if (form.ProcessedByMM() && form.MVSendAlertPolls() == 0) form.SetMVSendAlertPolls(kPollsDone);
@@ -308,12 +235,80 @@ void MonitorManager::DecideForm(const IncidentFormRef& formRef, IncidentForms& f
       });
     }
   }
-
-  // G.
   step([&] {
     Trace(head + "ResetUpdateOccurred");
     form.ResetUpdateOccurred();
   });
+}
+
+void MonitorManager::FillEngineAttributes(IncidentForm& form, const std::string& moniker, const std::string& head) {
+  const auto fill = [&](std::string_view key, const std::string& value) {
+    AddIfMissing(form, key, value);
+    Trace(head + std::string(key) + " = " + AttributeText(form, key).value_or(""));
+  };
+  fill("mvGUID", CreateGUID());
+  fill("mvConfigurationID", moniker);
+  fill("mvSourceComputer", "");
+  fill("mvEntityID", "0");
+  const std::string source = AttributeText(form, "mvSourceComputer").value_or("");
+  if (const size_t slash = source.find('\\'); slash != std::string::npos) {
+    fill("mvDomain", source.substr(0, slash));
+    fill("mvComputer", source.substr(slash + 1));
+  }
+  fill("mvModule", m_moniker);
+}
+
+void MonitorManager::TakeBackAcknowledgement(IncidentForm& form, const std::string& head) {
+  Attributes& attributes = *form.GetAttributes();
+  if (!attributes.Exists("Ack")) return;
+  Trace(head + "Ack Property Set");
+  const std::string ack = AttributeText(form, "Ack").value_or("");
+  Trace(head + "Ack =  " + ack);
+  if (ack != "FALSE") return;
+  attributes.Remove(Value(std::string("Ack")));
+  if (attributes.Exists("AckUser")) attributes.Remove(Value(std::string("AckUser")));
+  if (attributes.Exists("AckTimeUniversal")) attributes.Remove(Value(std::string("AckTimeUniversal")));
+}
+
+void MonitorManager::CountDelays(const IncidentFormRef& formRef, IncidentForms& forms,
+                                 const DecisionSettings& settings, const std::string& head, bool& skip) {
+  IncidentForm& form = *formRef;
+  Trace(head + "Current AlertStatus = " + std::to_string(form.AlertStatus()), logLevelDebug, kStatusCategory);
+  switch (form.AlertStatus()) {
+    case AlertOnce:
+      form.SetMVSendAlertPolls(0);
+      break;
+    case AlertOffPending:
+      break;
+    case AlertOn:
+      DecideAlertOn(formRef, forms, settings.waitAlert, head, skip);
+      break;
+    case AlertOff:
+      DecideAlertOff(form, settings.waitResolve, head, skip);
+      break;
+  }
+}
+
+bool MonitorManager::SendForm(const IncidentFormRef& formRef, IncidentForms& forms, const std::string& head,
+                              bool& noOtherConfiguration) {
+  IncidentForm& form = *formRef;
+  Trace(head + "Creating Incident from Form of Resource '" + form.Resource() + "' and Condition '" +
+        form.Condition() + "'(" + forms.ConfigMoniker() + ")");
+  CreateIncidentFromForm(formRef);
+  if (m_incidentString.empty() || OtherConfigurationHasItOpen(formRef, forms, noOtherConfiguration)) {
+    form.SetProcessedByMM(true);
+    Trace(head + "No incident will be sent for Form With Condition - " + form.Condition());
+    return true;
+  }
+  const std::string audit = "Sending " + AuditText(form) + " because it " + AuditVerb(form.AlertStatus());
+  if (m_application) {
+    if (auto logger = m_application->Logger()) logger->WriteInfo(audit, m_monitorName, logLevelInfo, 0);
+  }
+  const bool heartbeat = IsSystemHeartbeat(form.Condition());
+  Trace(head + "Sending Incident Form With Condition - " + form.Condition());
+  form.SetProcessedByMM(SendIncidentData(heartbeat ? kHeartbeatTimeToLive : kIncidentTimeToLive,
+                                         heartbeat ? kHeartbeatPriority : 0));
+  return true;
 }
 
 void MonitorManager::DecideAlertOn(const IncidentFormRef& formRef, IncidentForms& forms, int32_t waitAlert,
@@ -355,8 +350,8 @@ void MonitorManager::DecideAlertOff(IncidentForm& form, int32_t waitResolve, con
   if (form.MVResolveAlertPolls() == 0) {
     if (resolveImmediately) {
       if (form.PotentialMergedOccurrenceTimeUTC() > form.OccurrenceTimeUTC()) {
-        Trace(head + "Setting OccurrenceTimeUTC (currently " + Value(form.OccurrenceTimeUTC()).ToText() +
-              ") to PotentialMergedOccurrenceTimeUTC of " + Value(form.PotentialMergedOccurrenceTimeUTC()).ToText());
+        Trace(head + "Setting OccurrenceTimeUTC (currently " + DateText(form.OccurrenceTimeUTC()) +
+              ") to PotentialMergedOccurrenceTimeUTC of " + DateText(form.PotentialMergedOccurrenceTimeUTC()));
         form.SetOccurrenceTimeUTC(form.PotentialMergedOccurrenceTimeUTC());
       }
     } else {
@@ -390,7 +385,7 @@ bool MonitorManager::OtherConfigurationHasItOpen(const IncidentFormRef& formRef,
   const IncidentForms::FormList& all = forms.AllForms();
   for (size_t i = 0; i < all.size(); ++i) {
     const IncidentFormRef other = all[i];
-    if (EqualsNoCase(other->ConfigMoniker(), formRef->ConfigMoniker())) continue;
+    if (other->ConfigMoniker() == formRef->ConfigMoniker()) continue;
     sawNoOther = false;
     if (forms.CompareForms(other, formRef) && !other->OccurrenceTimeUTC().IsZero()) {
       Trace(formRef->ConfigMoniker() + " skipping sending of incident; configuration " + other->ConfigMoniker() +

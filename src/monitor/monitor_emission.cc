@@ -10,7 +10,9 @@
 #include "incident/incident_object_builder.h"
 #include "incident/tracked_objects.h"
 #include "incident/tracked_objects_xml.h"
+#include "monitor/engine_text.h"
 #include "monitor/monitor_manager.h"
+#include "monitor/queue_names.h"
 #include "platform/connector.h"
 #include "platform/connector_message.h"
 
@@ -21,8 +23,6 @@ constexpr int32_t kDataCollectionTimeToLive = 1209600;
 constexpr std::string_view kDataCollectionStart = "***mvStartDataCollection***";
 constexpr std::string_view kDataCollectionEnd = "***mvEndDataCollection***";
 
-std::string DateText(OleDate date) { return Value(date).ToText(); }
-std::string BoolText(bool flag) { return Value(flag).ToText(); }
 
 bool IsOff(const IncidentForm& form) {
   return form.AlertStatus() == AlertOff || form.AlertStatus() == AlertOffPending;
@@ -44,7 +44,6 @@ void MonitorManager::CreateIncidentFromForm(const std::shared_ptr<IncidentForm>&
   const std::string head = "CreateIncidentFromForm(" + (form ? form->ConfigMoniker() : std::string()) + "): ";
   Guard("MonitorManager." + head, [&] {
     m_incidentString.clear();
-    bool shouldSend = false;
     Trace(head + "Validating that IncidentForm represents valid incident.");
     if (IsBlank(form->Condition())) {
       RaiseLibraryError("Invalid Condition for incident with Resource " + form->Resource() + " and Occurrence " +
@@ -60,24 +59,7 @@ void MonitorManager::CreateIncidentFromForm(const std::shared_ptr<IncidentForm>&
                 " - setting to current time",
             logLevelInfo);
     }
-    Trace(head + "Form Processed previously? " + BoolText(form->ProcessedByMM()));
-    Trace(head + "AlertStatus of Form? " + std::to_string(form->AlertStatus()));
-    Trace(head + "Form Update Occurred? " + BoolText(form->UpdateOccurred()));
-
-    if (form->ProcessedByMM()) {
-      shouldSend = form->UpdateOccurred() || IsOff(*form) ||
-                   (form->AlertStatus() == AlertOn && form->MVSendAlertPolls() == 0);
-    } else {
-      shouldSend = form->AlertStatus() == AlertOn || form->AlertStatus() == AlertOnce;
-    }
-    if (form->AlertStatus() == AlertOffPending) form->SetOccurrenceTimeUTC(UTCNow());
-
-    Trace(head + "Should send incident? " + BoolText(shouldSend));
-    if (m_eventTypeMode > 0) {
-      Trace(head + "EventTypeMode = " + std::to_string(m_eventTypeMode));
-      Trace(head + "UpdCond = " + m_updCond);
-      Trace(head + "ResCond = " + m_resCond);
-    }
+    bool shouldSend = ShouldSend(*form, head);
     const bool noState = (m_eventTypeMode & 2) != 0;
     if (noState) shouldSend = true;  // a configuration without memory sends all it gets
     if (!shouldSend) return;
@@ -104,22 +86,37 @@ void MonitorManager::CreateIncidentFromForm(const std::shared_ptr<IncidentForm>&
   });
 }
 
+bool MonitorManager::ShouldSend(IncidentForm& form, const std::string& head) {
+  Trace(head + "Form Processed previously? " + BoolText(form.ProcessedByMM()));
+  Trace(head + "AlertStatus of Form? " + std::to_string(form.AlertStatus()));
+  Trace(head + "Form Update Occurred? " + BoolText(form.UpdateOccurred()));
+  bool shouldSend = false;
+  if (form.ProcessedByMM()) {
+    // Announced before: an update, a resolve, or an alert whose delay has just ended.
+    shouldSend =
+        form.UpdateOccurred() || IsOff(form) || (form.AlertStatus() == AlertOn && form.MVSendAlertPolls() == 0);
+  } else {
+    shouldSend = form.AlertStatus() == AlertOn || form.AlertStatus() == AlertOnce;
+  }
+  if (form.AlertStatus() == AlertOffPending) form.SetOccurrenceTimeUTC(UTCNow());
+  Trace(head + "Should send incident? " + BoolText(shouldSend));
+  if (m_eventTypeMode > 0) {
+    Trace(head + "EventTypeMode = " + std::to_string(m_eventTypeMode));
+    Trace(head + "UpdCond = " + m_updCond);
+    Trace(head + "ResCond = " + m_resCond);
+  }
+  return shouldSend;
+}
+
 bool MonitorManager::SendIncidentData(int32_t timeToLive, int32_t priority) {
   bool result = false;
   Guard("MonitorManager.SendIncidentData: ", [&] {
-    ConnectorMessage message;
     Trace("Started SendIncidentData");
     if (m_eRunMode == ModeMorvane) {
       Trace("SendIncidentData: Determined that Morvane core is running.");
       if (!m_incidentString.empty()) {
         Trace("SendIncidentData: Got an IncidentString.  Sending...");
-        message.SetBody(m_incidentString);
-        message.SetTimeToLive(timeToLive);
-        message.SetPriority(priority);
-        message.SetEntityId(m_myEntityNumber);
-        message.SetTargetQueue(std::string(kIncidentQueue));
-        if (!m_connector) RaiseLibraryError("No connector to send on");
-        m_connector->Send(message);
+        SendMessage(kIncidentQueue, m_incidentString, timeToLive, priority);
         Trace("SendIncidentData: One incident sent to engine.", logLevelInfo);
       }
     }
@@ -131,25 +128,33 @@ bool MonitorManager::SendIncidentData(int32_t timeToLive, int32_t priority) {
 bool MonitorManager::SendDataCollection(int32_t entityID, std::shared_ptr<IncidentForms>& incidentForms) {
   bool result = false;
   Guard("MonitorManager.SendDataCollection: ", [&] {
-    ConnectorMessage message;
     Trace("Started SendDataCollection");
     if (m_eRunMode == ModeMorvane) {
       Trace("SendDataCollection: Determined that Morvane core is running.");
       const std::string xml = ConvertTrackedObjectsToXML(entityID, incidentForms);
       if (!xml.empty()) {
         Trace("SendDataCollection: Got a Data Collection String.  Sending...");
-        message.SetBody(std::string(kDataCollectionStart) + xml + std::string(kDataCollectionEnd));
-        message.SetTimeToLive(kDataCollectionTimeToLive);
-        message.SetEntityId(m_myEntityNumber);
-        message.SetTargetQueue(std::string(kDataCollectionQueue));
-        if (!m_connector) RaiseLibraryError("No connector to send on");
-        m_connector->Send(message);
+        SendMessage(kDataCollectionQueue,
+                    std::string(kDataCollectionStart) + xml + std::string(kDataCollectionEnd),
+                    kDataCollectionTimeToLive, 0);
         Trace("SendDataCollection: Data collection string sent to engine.", logLevelInfo);
       }
     }
     result = true;
   });
   return result;
+}
+
+void MonitorManager::SendMessage(std::string_view queue, const std::string& body, int32_t timeToLive,
+                                 int32_t priority) {
+  ConnectorMessage message;
+  message.SetBody(body);
+  message.SetTimeToLive(timeToLive);
+  message.SetPriority(priority);
+  message.SetEntityId(m_myEntityNumber);
+  message.SetTargetQueue(std::string(queue));
+  if (!m_connector) RaiseLibraryError("No connector to send on");
+  m_connector->Send(message);
 }
 
 std::string MonitorManager::ConvertTrackedObjectsToXML(int32_t entityID,

@@ -3,8 +3,6 @@
 // stat of the ini file and nothing else: no object, no allocation, no log line.
 #include "monitor/monitor_manager.h"
 
-#include <cmath>
-
 #include "contracts/class_registry.h"
 #include "contracts/error.h"
 #include "foundation/configurations.h"
@@ -14,6 +12,9 @@
 #include "incident/inc_form_serialize.h"
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"
+#include "incident/xml_serializer.h"
+#include "monitor/engine_text.h"
+#include "monitor/whole_seconds.h"
 #include "platform/application_object.h"
 #include "platform/connector.h"
 #include "platform/connector_directory.h"
@@ -26,18 +27,19 @@ namespace {
 
 constexpr double kHeartbeatSeconds = 600.0;
 
-std::string BoolText(bool flag) { return Value(flag).ToText(); }
-
-// Rounds to the nearest second, as the date's text does, and rebuilds the date from its
-// parts: the same value that text-and-back gives, computed without a text.
-CivilTime WholeSeconds(OleDate date) {
-  CivilTime civil = date.ToCivil();
-  if (civil.millisecond >= 500) civil = date.AddSeconds((1000 - civil.millisecond) / 1000.0).ToCivil();
-  civil.millisecond = 0;
-  return civil;
-}
-
 }  // namespace
+
+template <class T>
+std::shared_ptr<T> MonitorManager::CreateOrRaise(std::string_view classId, const std::string& failure) {
+  std::shared_ptr<T> object;
+  try {
+    object = CreateObjectAs<T>(classId);
+  } catch (...) {
+    object.reset();
+  }
+  if (!object) RaiseLibraryError(failure);
+  return object;
+}
 
 MonitorManager::MonitorManager() {
   Guard("MonitorManager.Class_Initialize: ", [&] {
@@ -46,7 +48,7 @@ MonitorManager::MonitorManager() {
     m_eRunMode = ModeMorvane;
     m_homeDirectory = GetHomeDirectory();
     m_sharedProgramFolder = GetSharedProgramFolder();
-    m_connectorId = kDefaultConnectorId;
+    m_connectorId = kRouterConnectorId;
   });
 }
 
@@ -141,18 +143,11 @@ void MonitorManager::SetKeyAttributes(std::string_view names) { m_keyAttributes 
 
 void MonitorManager::Init() {
   Guard("MonitorManager.Init: ", [&] {
-    try {
-      m_application = CreateObjectAs<ApplicationObject>(ApplicationObject::kClassId);
-    } catch (...) {
-      RaiseLibraryError("Could not create the Application object");
-    }
+    m_application = CreateOrRaise<ApplicationObject>(ApplicationObject::kClassId,
+                                                      "Could not create the Application object");
     if (m_eRunMode == ModeMorvane) {
-      std::shared_ptr<ConnectorDirectory> directory;
-      try {
-        directory = CreateObjectAs<ConnectorDirectory>(ConnectorDirectory::kClassId);
-      } catch (...) {
-        RaiseLibraryError("Could not create the Configurations object");
-      }
+      const auto directory = CreateOrRaise<ConnectorDirectory>(ConnectorDirectory::kClassId,
+                                                               "Could not create the Configurations object");
       try {
         m_connector = directory->GetConnector(m_connectorId);
       } catch (...) {
@@ -160,11 +155,7 @@ void MonitorManager::Init() {
       }
       if (!m_connector) RaiseLibraryError("Could not set the Connector");
     }
-    try {
-      m_logManager = CreateObjectAs<LogManager>(LogManager::kClassId);
-    } catch (...) {
-      RaiseLibraryError("Could not create the LogManager");
-    }
+    m_logManager = CreateOrRaise<LogManager>(LogManager::kClassId, "Could not create the LogManager");
     m_logManager->m_eRunMode = m_eRunMode;
     Trace("INIT Completed", logLevelDebug, m_moniker);
   });
@@ -225,38 +216,24 @@ void MonitorManager::CreateMonitoringObjects() {
     }
     // Objects unloaded by a long-sleeping monitor come back here.
     if (!m_incidentState) {
-      try {
-        m_incidentState = CreateObjectAs<IncidentState>(IncidentState::kClassId);
-      } catch (...) {
-        RaiseLibraryError("Could not create an IncidentState");
-      }
+      m_incidentState = CreateOrRaise<IncidentState>(IncidentState::kClassId, "Could not create an IncidentState");
       m_incidentState->SetLogManager(m_logManager);
     }
     if (!m_incidentForms) {
-      try {
-        m_incidentForms = CreateObjectAs<IncidentForms>(IncidentForms::kClassId);
-      } catch (...) {
-        RaiseLibraryError("Could not create an IncidentForms");
-      }
+      m_incidentForms = CreateOrRaise<IncidentForms>(IncidentForms::kClassId, "Could not create an IncidentForms");
       m_incidentForms->SetLogManager(m_logManager);
       Trace("MaxIncidents on IncidentForms for " + m_monitorName + " = " + m_incidentForms->MaxIncidents().ToText());
     }
     if (!m_stateSerializer) {
-      try {
-        m_stateSerializer = CreateObjectAs<ISerializable>("KORADevServices.XMLSerializer");
-      } catch (...) {
-        RaiseLibraryError(
-            "Could not create the specified serializer. Please verify that the ClassID for the serializer is "
-            "correct and is registered properly");
-      }
+      m_stateSerializer = CreateOrRaise<ISerializable>(
+          XMLSerializer::kClassId,
+          "Could not create the specified serializer. Please verify that the ClassID for the serializer is correct "
+          "and is registered properly");
       m_stateSerializer->SetSerializeLocation(m_serializeLocation);
     }
     if (!m_formSerializer) {
-      try {
-        m_formSerializer = CreateObjectAs<IncFormSerialize>(IncFormSerialize::kClassId);
-      } catch (...) {
-        RaiseLibraryError("Could not create the IncidentForm serializer.");
-      }
+      m_formSerializer =
+          CreateOrRaise<IncFormSerialize>(IncFormSerialize::kClassId, "Could not create the IncidentForm serializer.");
       m_formSerializer->SetLogManager(m_logManager);
       m_formSerializer->SetSerializeLocation(m_serializeLocation);
     }
@@ -276,19 +253,6 @@ void MonitorManager::ReportError(const std::string& description, int32_t number,
 void MonitorManager::Trace(std::string_view text, KORADSLog_Level level, std::string_view category) const {
   if (!m_logManager) return;
   m_logManager->Log(text, category.empty() ? std::string_view(m_monitorName) : category, level);
-}
-
-OleDate MonitorManager::NormalizeDate(OleDate date) {
-  if (!date.IsValid()) return date;
-  const CivilTime c = WholeSeconds(date);
-  // Out of range after rounding (the last second of 9999) keeps the date as it was.
-  return OleDate::FromCivil(c.year, c.month, c.day, c.hour, c.minute, c.second).value_or(date);
-}
-
-OleDate MonitorManager::TimeOfDayOf(OleDate date) {
-  if (!date.IsValid()) return OleDate();
-  const CivilTime c = WholeSeconds(date);
-  return OleDate::FromCivil(1899, 12, 30, c.hour, c.minute, c.second).value_or(OleDate());
 }
 
 OleDate MonitorManager::ConfigFileTime() const {

@@ -9,13 +9,14 @@
 //   monitor_pass.cc           the configuration pass, initial attributes, heartbeat passes
 //   monitor_merge_files.cc    merge state files and event close markers
 //   monitor_scheduling.cc     ConfigurationScheduledToRun
-//   monitor_script.cc         ProcessScheduleScript
+//   monitor_script.cc         ProcessScheduleScript (the functions it offers: schedule_script_functions.cc)
 //   monitor_decision.cc       SetIncidents
 //   monitor_emission.cc       CreateIncidentFromForm, SendIncidentData, SendDataCollection
 //   monitor_config_errors.cc  configuration errors and module heartbeats
+// Beside it: whole_seconds.h (the dates it compares), engine_text.h (how values read in
+// its log lines), queue_names.h (where it sends).
 #pragma once
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -28,6 +29,7 @@
 #include "contracts/ole_date.h"
 #include "contracts/text.h"
 #include "foundation/section_readers.h"
+#include "monitor/queue_names.h"
 
 namespace korad {
 
@@ -46,9 +48,6 @@ class ValidationRules;
 class MonitorManager final : public Dispatchable<MonitorManager> {
  public:
   static constexpr std::string_view kClassId = "KORADevServices.MonitorManager";
-  static constexpr std::string_view kDefaultConnectorId = "MvRouterQ";
-  static constexpr std::string_view kIncidentQueue = "mvIncidentQ";
-  static constexpr std::string_view kDataCollectionQueue = "MvDataCollectionQ";
 
   MonitorManager();
   ~MonitorManager() override;
@@ -102,35 +101,14 @@ class MonitorManager final : public Dispatchable<MonitorManager> {
   OleDate LastHeartbeat() const noexcept { return m_lastHeartbeat; }
   const std::string& MonitorName() const noexcept { return m_monitorName; }
 
-  // ---- Engine operations (private in spirit; public so the engine's tests reach them) ----
-  // monitor_decision.cc
-  Value SetIncidents(std::shared_ptr<IncidentForms>& incidentForms, const std::vector<Value>& configList,
-                     std::shared_ptr<Configurations>& configurations);
-  // monitor_emission.cc
-  void CreateIncidentFromForm(const std::shared_ptr<IncidentForm>& form);
-  bool SendIncidentData(int32_t timeToLive, int32_t priority);
-  bool SendDataCollection(int32_t entityID, std::shared_ptr<IncidentForms>& incidentForms);
-  std::string ConvertTrackedObjectsToXML(int32_t entityID, std::shared_ptr<IncidentForms>& incidentForms);
-  const std::string& IncidentString() const noexcept { return m_incidentString; }
-  // monitor_scheduling.cc
-  bool ConfigurationScheduledToRun();
-  // monitor_script.cc
-  void ProcessScheduleScript(std::string_view script, const std::vector<std::string>& frequencyList, bool& result);
-  // monitor_config_errors.cc
-  std::string BuildConfigurationError();
-  void CleanConfigErrors(const SectionNameArray& sections);
-  void UpdateHeartbeats(std::string_view moduleName, std::string_view errorText);
-  void LoadConfigurationErrors(std::string_view moduleName);
-  void SaveConfigurationErrors(std::string_view moduleName);
-
-  // Drops fractions of a second, as the date's text and back would.
-  static OleDate NormalizeDate(OleDate date);
-  // The time of day of `date`, whole seconds.
-  static OleDate TimeOfDayOf(OleDate date);
-
  private:
+  friend class MonitorManagerTestPeer;
+
   // ---- monitor_manager.cc ----
   void CreateMonitoringObjects();
+  // Creates `classId` as T; any failure raises `failure` as the library's error.
+  template <class T>
+  static std::shared_ptr<T> CreateOrRaise(std::string_view classId, const std::string& failure);
   // Logs at logLevelError under `category` (MonitorName when empty) with a log manager;
   // raises with the source "DevSvcErr" without one.
   void ReportError(const std::string& description, int32_t number, std::string_view category = {}) const;
@@ -151,14 +129,19 @@ class MonitorManager final : public Dispatchable<MonitorManager> {
 
   // ---- monitor_pass.cc ----
   void RunConfigurationPass(bool timeDue, bool configChanged, bool heartbeatDue);
+  // State, forms and configuration errors from their files, once and after an unload.
+  void LoadState();
   void FillInitialAttributes(Configurations& configurations);
   void SendHeartbeat(std::string_view passName);
-  // Step 8 of the pass for the configuration in hand; sets the touched marks.
+  // One configuration of the walk; sets the touched marks.
   void RunConfiguration(const SectionNameArray& sections, bool heartbeatDue, bool& stateTouched,
                         bool& formsTouched, bool& fullPass, bool& leaveLoop);
-  // Validation, the plug-in's GetIncident and its error (step 8h); true when it ran.
+  std::shared_ptr<IMonitor> MonitorFor(const std::string& moniker);
+  // Validation, the plug-in's GetIncident and its error; true when the configuration ran.
   bool ValidateAndGetIncident(const std::shared_ptr<IMonitor>& monitor);
-  void AfterRun(const std::string& name);
+  void ApplyEngineKeys(Configurations& config);
+  void CallGetIncident(const std::shared_ptr<IMonitor>& monitor, const std::string& moniker);
+  void AfterRun(const std::string& moniker);
   void SaveState(const SectionNameArray& sections, bool stateTouched, bool formsTouched);
   void UnloadIfSleeping();
   std::string ConfigurationName() const;
@@ -172,17 +155,85 @@ class MonitorManager final : public Dispatchable<MonitorManager> {
     int32_t waitAlert = 0;
     int32_t waitResolve = 0;
   };
-  // Runs one step of SetIncidents under its resuming handler.
-  using ResumeStep = std::function<void(const std::function<void()>&)>;
+  // The one handler of SetIncidents, which resumes: a failing step is reported, the form
+  // in hand loses its processed mark so the next pass tries it again, and the walk goes on.
+  class ResumingSteps {
+   public:
+    ResumingSteps(const MonitorManager& manager, std::shared_ptr<IncidentForm>& current, bool& result)
+        : m_manager(manager), m_current(current), m_result(result) {}
+    template <class Body>
+    void operator()(Body&& body) {
+      TrapErrors("MonitorManager.SetIncidents: ", body, [this](const std::string& description, int32_t number) {
+        Failed(description, number);
+      });
+    }
+
+   private:
+    void Failed(const std::string& description, int32_t number);
+    const MonitorManager& m_manager;
+    std::shared_ptr<IncidentForm>& m_current;
+    bool& m_result;
+  };
+  Value SetIncidents(std::shared_ptr<IncidentForms>& incidentForms, const std::vector<Value>& configList,
+                     std::shared_ptr<Configurations>& configurations);
   void ReadDecisionKeys(Configurations& configurations, const std::string& moniker, DecisionSettings& settings);
+  void ApplyFilter(IncidentForms& forms, const DecisionSettings& settings, const std::string& head);
+  void DecideForms(std::shared_ptr<IncidentForms>& incidentForms, const DecisionSettings& settings,
+                   const std::string& head, std::shared_ptr<IncidentForm>& current, ResumingSteps& step);
+  void RemoveFinishedForms(IncidentForms& forms, const std::string& head, std::shared_ptr<IncidentForm>& current,
+                           ResumingSteps& step);
   void DecideForm(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms, const DecisionSettings& settings,
-                  const std::string& head, bool& noOtherConfiguration, const ResumeStep& step);
+                  const std::string& head, bool& noOtherConfiguration, ResumingSteps& step);
+  // What every incident must carry, added where the plug-in left it out.
+  void FillEngineAttributes(IncidentForm& form, const std::string& moniker, const std::string& head);
+  // "FALSE", exactly, takes an acknowledgement back.
+  void TakeBackAcknowledgement(IncidentForm& form, const std::string& head);
+  // The alert and resolve delays, counted in passes; `skip` when nothing is sent this pass.
+  void CountDelays(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms, const DecisionSettings& settings,
+                   const std::string& head, bool& skip);
   void DecideAlertOn(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms, int32_t waitAlert,
                      const std::string& head, bool& skip);
   void DecideAlertOff(IncidentForm& form, int32_t waitResolve, const std::string& head, bool& skip);
+  // Builds the incident and sends it unless there is nothing to say or another
+  // configuration has it open; true when the send step completed.
+  bool SendForm(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms, const std::string& head,
+                bool& noOtherConfiguration);
   // Duplicate suppression: another configuration's form of the same incident that has gone out.
   bool OtherConfigurationHasItOpen(const std::shared_ptr<IncidentForm>& form, IncidentForms& forms,
                                    bool& noOtherConfiguration);
+
+  // ---- monitor_emission.cc ----
+  void CreateIncidentFromForm(const std::shared_ptr<IncidentForm>& form);
+  // Whether the form has something to say this pass, by what was sent before.
+  bool ShouldSend(IncidentForm& form, const std::string& head);
+  bool SendIncidentData(int32_t timeToLive, int32_t priority);
+  bool SendDataCollection(int32_t entityID, std::shared_ptr<IncidentForms>& incidentForms);
+  std::string ConvertTrackedObjectsToXML(int32_t entityID, std::shared_ptr<IncidentForms>& incidentForms);
+  // Sends `body` on `queue` of the connector; only in ModeMorvane.
+  void SendMessage(std::string_view queue, const std::string& body, int32_t timeToLive, int32_t priority);
+
+  // ---- monitor_scheduling.cc ----
+  bool ConfigurationScheduledToRun();
+  // mvFrequency in whole seconds, told to the configuration.
+  int32_t FrequencySeconds(Configurations& config, const std::string& label);
+  // The next run of the configuration; `canRun` when it is due now.
+  OleDate NextRunOf(OleDate lastRunTime, int32_t seconds, const std::string& label, bool& canRun);
+  // Keeps the earliest next run of any configuration, which is all the idle tick looks at.
+  void NoteNextRunTime(OleDate nextRun);
+  // The mvStartTime/mvEndTime window, local time; true without a window.
+  bool InsideWindow(Configurations& config, const std::string& label);
+  // The waits in the units of the frequency, for display.
+  void ShowWaits(Configurations& config);
+
+  // ---- monitor_script.cc ----
+  void ProcessScheduleScript(std::string_view script, const std::vector<std::string>& frequencyList, bool& result);
+
+  // ---- monitor_config_errors.cc ----
+  std::string BuildConfigurationError();
+  void CleanConfigErrors(const SectionNameArray& sections);
+  void UpdateHeartbeats(std::string_view moduleName, std::string_view errorText);
+  void LoadConfigurationErrors(std::string_view moduleName);
+  void SaveConfigurationErrors(std::string_view moduleName);
 
   // ---- monitor_merge_files.cc ----
   void MergeStateFiles(std::string_view moniker, const SectionNameArray& sections);
@@ -191,7 +242,7 @@ class MonitorManager final : public Dispatchable<MonitorManager> {
   // ---- The instance's fields ----
   // Properties.
   std::string m_moniker;
-  std::string m_connectorId{kDefaultConnectorId};
+  std::string m_connectorId{kRouterConnectorId};
   std::string m_myEntityId;
   int32_t m_myEntityNumber = 0;
   std::string m_inputConnectorId;

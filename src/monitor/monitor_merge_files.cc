@@ -9,7 +9,7 @@
 #include "foundation/string_functions.h"
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"
-#include "incident/xml_serializer.h"
+#include "monitor/engine_text.h"
 #include "monitor/monitor_manager.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
@@ -54,9 +54,8 @@ void MonitorManager::MergeStateFiles(std::string_view moniker, const SectionName
       // Items of other configurations wait for theirs; the file changes only if we took some.
       if (merge->Dictionary().Count() != totalBefore) {
         Trace("Saving merge states");
-        if (auto* xml = dynamic_cast<XMLSerializer*>(m_stateSerializer.get()); xml && sections) {
-          xml->SetCurrentConfigs(*sections);
-        }
+        // Saved against the module's sections, so items of configurations that are gone go too.
+        if (sections) m_stateSerializer->SetCurrentConfigs(Value(SectionListText(*sections)));
         m_stateSerializer->Save(merge, mergeId);
       }
     } else {
@@ -75,6 +74,9 @@ void MonitorManager::ProcessEventCloseMarkers() {
   FileSystem& files = Platform::Current().GetFileSystem();
   const auto firstFile = [&]() -> std::string {
     for (const std::string& name : files.List(folder, "*")) {
+      // A hidden name is a marker still being written (the temporary file of an atomic
+      // write): taking it would lose the marker its writer is about to put in place.
+      if (name.starts_with('.')) continue;
       if (!files.IsDirectory(folder + name)) return name;
     }
     return {};

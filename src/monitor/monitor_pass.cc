@@ -20,7 +20,8 @@
 #include "incident/inc_form_serialize.h"
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"
-#include "incident/xml_serializer.h"
+#include "monitor/engine_text.h"
+#include "monitor/whole_seconds.h"
 #include "monitor/monitor_manager.h"
 #include "platform/application.h"
 #include "platform/application_object.h"
@@ -48,35 +49,13 @@ void MarkExcluded(Configurations& configurations, std::string_view key) {
   if (const ConfigurationRef item = configurations.Item(key)) item->SetExcluded(true);
 }
 
-std::string DateText(OleDate date) { return Value(date).ToText(); }
 
 }  // namespace
 
 void MonitorManager::RunConfigurationPass(bool timeDue, bool configChanged, bool heartbeatDue) {
-  const bool usesFiles = m_eRunMode != ModeUnitTester;
+  if (timeDue || configChanged) LoadState();
 
-  // 6: state, forms and errors are loaded once, and again after an unload.
-  if (timeDue || configChanged) {
-    if (m_stateSerializer && !m_runOnce && usesFiles) m_stateSerializer->Load(m_incidentState, m_monitorName);
-    if (m_formSerializer && !m_runOnce && usesFiles) {
-      m_formSerializer->Load(m_incidentForms, m_monitorName);
-      // A collection the loader had to replace comes without a log manager.
-      if (m_incidentForms && !m_incidentForms->GetLogManager()) m_incidentForms->SetLogManager(m_logManager);
-    }
-    if (!m_configErrors || !m_runOnce) {
-      m_configErrors = std::make_shared<ScriptingDictionary>();
-      if (usesFiles) LoadConfigurationErrors(m_monitorName);
-    }
-    m_runOnce = true;
-    if (!m_validationRules) {
-      m_validationRules = CreateObjectAs<ValidationRules>(ValidationRules::kClassId);
-      m_validationRules->SetLogManager(m_logManager);
-      m_monitorObject->SetValidationRules(m_validationRules);
-      Trace("Returned " + std::to_string(m_validationRules->Count()) + " rules for " + m_monitorName);
-    }
-  }
-
-  // 7: read on every run that got here, heartbeat-only runs too.
+  // Read on every run that got here, heartbeat-only runs too.
   SectionArray globalValues;
   SectionNameArray sections;
   ReadSectionIntoArray(m_monitorName, m_configurationSource, "Global", globalValues, m_logManager);
@@ -87,7 +66,6 @@ void MonitorManager::RunConfigurationPass(bool timeDue, bool configChanged, bool
                                           globalValues, lastRunIndex, noMoreSections);
   if (noMoreSections) RaiseLibraryError("There were no monitor configuration sections in " + m_configurationSource);
 
-  // 8, 9: the walk over the configurations.
   if (timeDue || configChanged) {
     bool fullPass = true;
     bool stateTouched = false;
@@ -110,33 +88,47 @@ void MonitorManager::RunConfigurationPass(bool timeDue, bool configChanged, bool
       m_configFileDate = ConfigFileTime();
     }
 
+    // Only a pass that went through every configuration ends with a heartbeat.
     if (m_eRunMode == ModeMorvane && fullPass) {
       SendHeartbeat("(Pass 3)");
       m_lastPassTime = UTCNow();
     }
     if (m_incidentForms) m_incidentForms->ResetFilter();
-    if (sections && usesFiles) SaveState(sections, stateTouched, formsTouched);
+    if (sections && m_eRunMode != ModeUnitTester) SaveState(sections, stateTouched, formsTouched);
   }
 
-  // 10
+  // A heartbeat-only run comes straight here.
   if (m_eRunMode == ModeMorvane && heartbeatDue) SendHeartbeat("(Pass 1)");
   UnloadIfSleeping();
+}
+
+void MonitorManager::LoadState() {
+  const bool usesFiles = m_eRunMode != ModeUnitTester;
+  if (m_stateSerializer && !m_runOnce && usesFiles) m_stateSerializer->Load(m_incidentState, m_monitorName);
+  if (m_formSerializer && !m_runOnce && usesFiles) {
+    m_formSerializer->Load(m_incidentForms, m_monitorName);
+    // A collection the loader had to replace comes without a log manager.
+    if (m_incidentForms && !m_incidentForms->GetLogManager()) m_incidentForms->SetLogManager(m_logManager);
+  }
+  if (!m_configErrors || !m_runOnce) {
+    m_configErrors = std::make_shared<ScriptingDictionary>();
+    if (usesFiles) LoadConfigurationErrors(m_monitorName);
+  }
+  m_runOnce = true;
+  if (!m_validationRules) {
+    m_validationRules = CreateObjectAs<ValidationRules>(ValidationRules::kClassId);
+    m_validationRules->SetLogManager(m_logManager);
+    m_monitorObject->SetValidationRules(m_validationRules);
+    Trace("Returned " + std::to_string(m_validationRules->Count()) + " rules for " + m_monitorName);
+  }
 }
 
 void MonitorManager::RunConfiguration(const SectionNameArray& sections, bool heartbeatDue, bool& stateTouched,
                                       bool& formsTouched, bool& fullPass, bool& leaveLoop) {
   Configurations& config = *m_configurations;
   const std::string moniker = config.ConfigMoniker();
+  const std::shared_ptr<IMonitor> monitor = MonitorFor(moniker);
 
-  // a: each configuration owns its plug-in, which may keep state in itself between runs.
-  std::shared_ptr<IMonitor> monitor;
-  if (const auto found = m_monitors.find(moniker); found != m_monitors.end()) monitor = found->second;
-  if (!monitor) {
-    monitor = CreateObjectAs<IMonitor>(m_myMonitorId);
-    m_monitors[moniker] = monitor;
-  }
-
-  // b
   const bool disabled = config.Exists("mvDisabled") && UpperAscii(ConfigValue(config, "mvDisabled")) == "TRUE";
   Trace("Configuration " + moniker + " on monitor " + m_monitorName + " is " +
         (disabled ? "disabled." : "not disabled."));
@@ -149,41 +141,46 @@ void MonitorManager::RunConfiguration(const SectionNameArray& sections, bool hea
     }
     Trace("Configuration " + moniker + " is disabled.  Cleared any configuration errors. ");
   } else {
-    // c
     m_incidentForms->SetConfigMoniker(moniker);
     m_incidentState->SetConfigMoniker(moniker);
     m_incidentForms->SetConfigurationName(config.Exists("mvConfigurationName")
                                               ? ConfigValue(config, "mvConfigurationName")
                                               : moniker);
-    // d
     MergeStateFiles(moniker, sections);
-    // e
     if (!m_incidentState->Exists("mvLastMonitorTime")) m_incidentState->Add("mvLastMonitorTime", Value(OleDate()));
     if (m_incidentState->Exists("mvLastRuntime")) {
       const OleDate lastRuntime = m_incidentState->Item("mvLastRuntime").ToDate();
       config.SetLastRunTime(lastRuntime);
       Trace("Configuration last runtime for config " + moniker + " = " + DateText(lastRuntime));
     }
-    // f
     m_scheduleScript.clear();
     m_scriptSaidFalse = false;
     if (config.Exists("mvScheduleScript")) m_scheduleScript = TrimBlanks(ConfigValue(config, "mvScheduleScript"));
+    // The schedule's look at the configuration is saved even when it doesn't run.
     stateTouched = true;
     if (ConfigurationScheduledToRun()) {
-      ProcessEventCloseMarkers();                                       // g
-      ran = ValidateAndGetIncident(monitor);                           // h
+      ProcessEventCloseMarkers();
+      ran = ValidateAndGetIncident(monitor);
       if (ran) formsTouched = true;
     }
   }
-  if (ran) AfterRun(moniker);  // i
+  if (ran) AfterRun(moniker);
 
-  // j: a changed file while a heartbeat is due gives one per configuration.
+  // A changed file while a heartbeat is due gives one per configuration.
   if (m_eRunMode == ModeMorvane && heartbeatDue) SendHeartbeat("(Pass 2)");
-  // k: a stopping agent starts no further configuration.
+  // A stopping agent starts no further configuration.
   if (m_eRunMode == ModeMorvane && m_application->Status() != kServiceRunning) {
     fullPass = false;
     leaveLoop = true;
   }
+}
+
+// Each configuration owns its plug-in, which may keep state in itself between runs.
+std::shared_ptr<IMonitor> MonitorManager::MonitorFor(const std::string& moniker) {
+  if (const auto found = m_monitors.find(moniker); found != m_monitors.end() && found->second) return found->second;
+  std::shared_ptr<IMonitor> monitor = CreateObjectAs<IMonitor>(m_myMonitorId);
+  m_monitors[moniker] = monitor;
+  return monitor;
 }
 
 bool MonitorManager::ValidateAndGetIncident(const std::shared_ptr<IMonitor>& monitor) {
@@ -198,7 +195,20 @@ bool MonitorManager::ValidateAndGetIncident(const std::shared_ptr<IMonitor>& mon
     m_configErrors->SetItem(moniker, Value("Invalid configuration for " + m_myMonitorId + " " + errorText));
     return false;
   }
+  ApplyEngineKeys(config);
+  FillInitialAttributes(config);
 
+  if (m_scriptSaidFalse) {
+    // The rest of the run still happens, so that forms already open go on counting.
+    Trace("Monitor (" + ConfigurationName() + "): Skipped calling GetIncident due to a script that returned 'false'");
+  } else {
+    CallGetIncident(monitor, moniker);
+  }
+  return true;
+}
+
+// The keys the engine takes for itself before the plug-in sees the configuration.
+void MonitorManager::ApplyEngineKeys(Configurations& config) {
   if (config.Exists("mvScheduleScript")) MarkExcluded(config, "mvScheduleScript");
   m_logManager->SetDetailLoggingOn(false);
   if (config.Exists("LogInfo")) {
@@ -214,15 +224,11 @@ bool MonitorManager::ValidateAndGetIncident(const std::shared_ptr<IMonitor>& mon
     MarkExcluded(config, "MaxIncidents");
     Trace("MaxIncidents = " + maxIncidents);
   }
-  FillInitialAttributes(config);
+}
 
-  const std::string name = ConfigurationName();
-  if (m_scriptSaidFalse) {
-    // The rest of the run still happens, so that forms already open go on counting.
-    Trace("Monitor (" + name + "): Skipped calling GetIncident due to a script that returned 'false'");
-    return true;
-  }
-  Trace("Monitor (" + name + "): Calling GetIncident");
+void MonitorManager::CallGetIncident(const std::shared_ptr<IMonitor>& monitor, const std::string& moniker) {
+  Configurations& config = *m_configurations;
+  Trace("Monitor (" + ConfigurationName() + "): Calling GetIncident");
   // The plug-in sees its last real measurement, not the last schedule tick.
   config.SetLastRunTime(m_incidentState->Item("mvLastMonitorTime").ToDate());
   if (m_configErrors->Exists(moniker)) m_configErrors->Remove(moniker);
@@ -239,7 +245,6 @@ bool MonitorManager::ValidateAndGetIncident(const std::shared_ptr<IMonitor>& mon
     m_configErrors->SetItem(moniker, Value(CurrentExceptionAsError().Description()));
   }
   if (!config.Error().empty() && !moniker.empty()) m_configErrors->SetItem(moniker, Value(config.Error()));
-  return true;
 }
 
 void MonitorManager::AfterRun(const std::string& moniker) {
@@ -269,13 +274,7 @@ std::string MonitorManager::ConfigurationName() const {
 void MonitorManager::SaveState(const SectionNameArray& sections, bool stateTouched, bool formsTouched) {
   if (stateTouched && m_stateSerializer && m_incidentState) {
     Trace("Serializing " + m_monitorName);
-    if (auto* xml = dynamic_cast<XMLSerializer*>(m_stateSerializer.get())) {
-      xml->SetCurrentConfigs(*sections);
-    } else {
-      std::string joined;
-      for (const std::string& section : *sections) joined += (joined.empty() ? "" : ",") + section;
-      m_stateSerializer->SetCurrentConfigs(Value(joined));
-    }
+    m_stateSerializer->SetCurrentConfigs(Value(SectionListText(*sections)));
     m_stateSerializer->Save(m_incidentState, m_monitorName);
   }
   if (formsTouched) {

@@ -1,40 +1,20 @@
+// The agent monitor: the record of every module's sections, the events of removed
+// configurations closed in their module and on the server, its failures, and the whole
+// round through the MonitorManagers of both modules.
 #include "monitor/agent_monitor.h"
 
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "contracts/class_registry.h"
-#include "contracts/error.h"
-#include "foundation/attributes.h"
-#include "incident/inc_form_serialize.h"
-#include "incident/incident_form.h"
-#include "incident/incident_forms.h"
-#include "incident/incident_state.h"
 #include "monitor/event_close_message.h"
-#include "platform/file_system.h"
-#include "platform/platform.h"
+#include "monitor/monitor_fixture.h"
 #include "platform/profile.h"
-#include "support/counting_file_system.h"
-#include "support/fake_clock.h"
-#include "support/recording_log.h"
-#include "support/temp_folder.h"
 
-namespace korad {
+namespace korad::testing {
 namespace {
-
-using testing::CountingFileSystem;
-using testing::FakeApplication;
-using testing::FakeClock;
-using testing::ReadBytes;
-using testing::RecordingLogManager;
-using testing::TempHome;
-using testing::WriteWholeFile;
 
 // An open event of another module, as its MonitorManager left it in its form file.
 struct OpenEvent {
@@ -48,24 +28,18 @@ constexpr char kGuidDisk1[] = "{11111111-2222-3333-4444-555555555555}";
 constexpr char kGuidDisk2[] = "{66666666-7777-8888-9999-AAAAAAAAAAAA}";
 constexpr char kGuidSwap[] = "{BBBBBBBB-CCCC-DDDD-EEEE-FFFFFFFFFFFF}";
 
-class AgentMonitorTest : public ::testing::Test {
+class AgentMonitorTest : public MonitorTest {
  protected:
   void SetUp() override {
-    std::filesystem::create_directories(m_home / "BIN");
-    std::filesystem::create_directories(m_home / "ModuleConfigs");
+    MonitorTest::SetUp();
     std::filesystem::create_directories(m_home / "Serialize");
-    Platform::Current().SetApplication(m_app);
-    Platform::Current().SetClock(m_clock);
-    Platform::Current().SetFileSystem(m_files);
     m_monitor = std::make_shared<AgentMonitor>();
     m_state->SetConfigMoniker("AgentCheck");
   }
   void TearDown() override {
     m_monitor.reset();
     m_state.reset();
-    Platform::Current().SetFileSystem(nullptr);
-    Platform::Current().SetClock(nullptr);
-    Platform::Current().SetApplication(nullptr);
+    MonitorTest::TearDown();
   }
 
   // Each file written gets a time later than every one before, so a change is always seen.
@@ -129,13 +103,12 @@ class AgentMonitorTest : public ::testing::Test {
 
   std::string Record() { return m_state->Item(AgentMonitor::kRecordKey).ToText(); }
   std::string ServiceFile() const { return m_home / "BIN/MvAgent.ini"; }
-  std::string HeartbeatFile() const { return m_home / "Serialize/MonitorHeartbeats.SER"; }
   std::string MarkerPath(const std::string& module, const std::string& guid) const {
     return m_home / ("ModuleMessages/" + module + "/" + guid);
   }
   std::vector<std::string> Logged(const std::string& fragment) const {
     std::vector<std::string> texts;
-    for (const testing::LogLine& line : m_log->Matching(fragment, AgentMonitor::kLogSource)) texts.push_back(line.text);
+    for (const LogLine& line : m_log->Matching(fragment, AgentMonitor::kLogSource)) texts.push_back(line.text);
     return texts;
   }
   size_t Errors() const { return m_log->CountAtLevel(logLevelError); }
@@ -157,10 +130,6 @@ class AgentMonitorTest : public ::testing::Test {
   }
 
   int m_tick = 0;
-  TempHome m_home;
-  std::shared_ptr<FakeApplication> m_app = std::make_shared<FakeApplication>(m_home.Path());
-  std::shared_ptr<FakeClock> m_clock = std::make_shared<FakeClock>();
-  std::shared_ptr<CountingFileSystem> m_files = std::make_shared<CountingFileSystem>();
   std::shared_ptr<RecordingLogManager> m_log = std::make_shared<RecordingLogManager>();
   std::shared_ptr<IncidentState> m_state = std::make_shared<IncidentState>();
   std::shared_ptr<AgentMonitor> m_monitor;
@@ -238,28 +207,11 @@ TEST_F(AgentMonitorTest, RemovedSectionClosesItsEventsOnceAndOnlyThere) {
   EXPECT_EQ(Record(), "CPU::[Disk2]:;:Mem::[Swap][Page]:;:");
 }
 
-TEST_F(AgentMonitorTest, DeletedModuleFileRemovesAllItsSections) {
-  StartWithTwoModules();
-  DeleteModule("CPU");
-
-  std::shared_ptr<IncidentForms> forms = Pass();
-  ASSERT_EQ(forms->AllForms().size(), 2u);
-  EXPECT_EQ(Text(*forms->AllForms()[0], "mvConfigurationID"), "Disk1");
-  EXPECT_EQ(Text(*forms->AllForms()[1], "mvConfigurationID"), "Disk2");
-  EXPECT_TRUE(std::filesystem::exists(MarkerPath("CPU", kGuidDisk1)));
-  EXPECT_TRUE(std::filesystem::exists(MarkerPath("CPU", kGuidDisk2)));
-  EXPECT_EQ(Logged("Found removed configuration").size(), 2u);
-  EXPECT_EQ(Record(), "Mem::[Swap]:;:");
-  EXPECT_EQ(m_monitor->LastFileCount(), 1);
-  EXPECT_EQ(GetPrivateProfileSectionNames(HeartbeatFile()), std::vector<std::string>{"Mem"});
-}
-
-TEST_F(AgentMonitorTest, RenamedSectionIsOneRemovalAndAMovedNameIsNone) {
+TEST_F(AgentMonitorTest, ARenamedSectionIsOneRemovalAMovedNameNoneAndADeletedFileAllOfItsSections) {
   StartWithTwoModules();
   // Disk2 is renamed (to a name that holds the old one); Swap moves from Mem to CPU under the same name.
   WriteModule("CPU", {"Disk1", "Disk22", "Swap"});
   WriteModule("Mem", {"Page"});
-
   std::shared_ptr<IncidentForms> forms = Pass();
   EXPECT_EQ(Logged("Found removed configuration").size(), 1u);
   EXPECT_EQ(Logged("Found removed configuration = Disk2 for module = CPU").size(), 1u);
@@ -267,6 +219,16 @@ TEST_F(AgentMonitorTest, RenamedSectionIsOneRemovalAndAMovedNameIsNone) {
   EXPECT_EQ(Text(*forms->AllForms()[0], "mvGUID"), kGuidDisk2);
   EXPECT_FALSE(std::filesystem::exists(m_home / "ModuleMessages/Mem"));
   EXPECT_EQ(Record(), "CPU::[Disk1][Disk22][Swap]:;:Mem::[Page]:;:");
+
+  m_log->Clear();
+  DeleteModule("CPU");
+  forms = Pass();
+  EXPECT_EQ(Logged("Found removed configuration").size(), 3u);
+  ASSERT_EQ(forms->AllForms().size(), 1u);
+  EXPECT_EQ(Text(*forms->AllForms()[0], "mvConfigurationID"), "Disk1");
+  EXPECT_TRUE(std::filesystem::exists(MarkerPath("CPU", kGuidDisk1)));
+  EXPECT_EQ(Record(), "Mem::[Page]:;:");
+  EXPECT_EQ(m_monitor->LastFileCount(), 1);
 }
 
 TEST_F(AgentMonitorTest, ModulesTheServiceDoesNotRunAreNotRecorded) {
@@ -295,12 +257,16 @@ TEST_F(AgentMonitorTest, ModulesTheServiceDoesNotRunAreNotRecorded) {
   EXPECT_TRUE(GetPrivateProfileSectionNames(HeartbeatFile()).empty());
 }
 
-TEST_F(AgentMonitorTest, FormWithoutGuidIsClosedWithoutMarker) {
+TEST_F(AgentMonitorTest, WithoutAGuidThereIsNoMarkerAndWithoutAFormFileOnlyTheHeartbeatGoes) {
   WriteModule("CPU", {"Disk1", "Disk2"});
-  WriteServiceFile({"CPU"});
+  WriteModule("Mem", {"Swap"});
+  WriteModule("Net", {"Eth0", "Eth1"});
+  WriteServiceFile({"CPU", "Mem", "Net"});
+  WriteHeartbeats({"CPU", "Mem", "Net"});
   SaveForms("CPU", {{"Disk1", "Server 1", "DiskFull", std::nullopt}});
   Pass();
   WriteModule("CPU", {"Disk2"});
+  WriteModule("Net", {"Eth0"});
 
   std::shared_ptr<IncidentForms> forms = Pass();
   ASSERT_EQ(forms->AllForms().size(), 1u);
@@ -308,21 +274,9 @@ TEST_F(AgentMonitorTest, FormWithoutGuidIsClosedWithoutMarker) {
   EXPECT_EQ(Text(*forms->AllForms()[0], "ClosedUser"), "<Closed By Agent Due To Deleted Configuration>");
   EXPECT_FALSE(std::filesystem::exists(m_home / "ModuleMessages"));
   EXPECT_TRUE(Logged("CreateEventCloseMessage").empty());
-}
-
-TEST_F(AgentMonitorTest, ModuleWithoutFormFileLosesOnlyItsHeartbeatSection) {
-  WriteModule("CPU", {"Disk1", "Disk2"});
-  WriteModule("Mem", {"Swap"});
-  WriteServiceFile({"CPU", "Mem"});
-  WriteHeartbeats({"CPU", "Mem"});
-  Pass();
-  WriteModule("CPU", {"Disk2"});
-
-  EXPECT_EQ(Pass()->AllForms().size(), 0u);
   EXPECT_EQ(GetPrivateProfileSectionNames(HeartbeatFile()), std::vector<std::string>{"Mem"});
   EXPECT_EQ(GetPrivateProfileString("Mem", "HBDate", "", HeartbeatFile()), "2024-03-05T10:30:00Z");
-  EXPECT_FALSE(std::filesystem::exists(m_home / "ModuleMessages"));
-  EXPECT_FALSE(std::filesystem::exists(m_home / "Serialize/IFCPU.SER"));
+  EXPECT_FALSE(std::filesystem::exists(m_home / "Serialize/IFNet.SER"));
   EXPECT_EQ(Logged("ProcessOpenEvents: Completed").size(), 1u);
   EXPECT_EQ(Errors(), 0u);
 }
@@ -343,20 +297,28 @@ TEST_F(AgentMonitorTest, FailuresAreLoggedPerRoutineAndEndOnlyThatRoutine) {
   EXPECT_EQ(Text(*forms->AllForms()[0], "mvGUID"), kGuidDisk1);
 }
 
-TEST_F(AgentMonitorTest, FailedRecordBuildIsNotRepeatedUntilTheFilesChange) {
+TEST_F(AgentMonitorTest, AFailedRecordBuildIsNotRepeatedUntilTheFilesChangeAndRaisesWithoutALog) {
   WriteModule("CPU", {"Disk1"});
   WriteServiceFile({"CPU"});
   std::shared_ptr<IncidentForms> forms = std::make_shared<IncidentForms>();
   std::shared_ptr<IncidentState> noState;
+  LogManagerRef noLog;
+  try {
+    AgentMonitor().GetIncident(forms, noState, nullptr, noLog);
+    ADD_FAILURE() << "no error raised";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.Number(), kErrObjectRequired);
+    EXPECT_EQ(error.Description(), "GetIncident: LoadConfigurationFiles: Object required");
+  }
+
   LogManagerRef log = m_log;
   m_monitor->GetIncident(forms, noState, nullptr, log);
-  const std::vector<testing::LogLine> failures = m_log->Matching("LoadConfigurationFiles: Object required");
+  const std::vector<LogLine> failures = m_log->Matching("LoadConfigurationFiles: Object required");
   ASSERT_EQ(failures.size(), 1u);
   EXPECT_EQ(failures[0].level, logLevelError);
   EXPECT_EQ(failures[0].category, "AgentMonitor");
   EXPECT_EQ(Logged("ProcessOpenEvents: Completed").size(), 0u);
   EXPECT_EQ(Logged("No configuration changes detected").size(), 1u);
-
   // The times were taken before the failure: the next pass sees no change.
   m_log->Clear();
   Pass();
@@ -367,22 +329,7 @@ TEST_F(AgentMonitorTest, FailedRecordBuildIsNotRepeatedUntilTheFilesChange) {
   EXPECT_EQ(Record(), "CPU::[Disk1][Disk2]:;:");
 }
 
-TEST_F(AgentMonitorTest, WithoutLogManagerFailuresAreRaised) {
-  WriteModule("CPU", {"Disk1"});
-  WriteServiceFile({"CPU"});
-  std::shared_ptr<IncidentForms> forms = std::make_shared<IncidentForms>();
-  std::shared_ptr<IncidentState> noState;
-  LogManagerRef noLog;
-  try {
-    m_monitor->GetIncident(forms, noState, nullptr, noLog);
-    ADD_FAILURE() << "no error raised";
-  } catch (const Error& error) {
-    EXPECT_EQ(error.Number(), kErrObjectRequired);
-    EXPECT_EQ(error.Description(), "GetIncident: LoadConfigurationFiles: Object required");
-  }
-}
-
-TEST_F(AgentMonitorTest, CloseMessageReplacesAnOlderMarkerAndCreatesFolders) {
+TEST_F(AgentMonitorTest, ACloseMessageReplacesAnOlderMarkerAndTheClassIsAMonitor) {
   WriteWholeFile(MarkerPath("Mem", kGuidSwap), "stale content that is longer than a GUID\r\n");
   CreateEventCloseMessage(m_home.Path(), kGuidSwap, "Mem", m_log, "Configuration");
   EXPECT_EQ(ReadBytes(MarkerPath("Mem", kGuidSwap)), std::string(kGuidSwap) + "\r\n");
@@ -392,9 +339,7 @@ TEST_F(AgentMonitorTest, CloseMessageReplacesAnOlderMarkerAndCreatesFolders) {
             2u);
   EXPECT_EQ(m_log->Matching("CreateEventCloseMessage: Created close request file with GUID", "Configuration").size(),
             2u);
-}
 
-TEST_F(AgentMonitorTest, RegisteredClassIsAMonitor) {
   ClassRegistry registry;
   RegisterAgentMonitor(registry);
   RegisterAgentMonitor(registry);
@@ -404,5 +349,44 @@ TEST_F(AgentMonitorTest, RegisteredClassIsAMonitor) {
   EXPECT_NE(std::dynamic_pointer_cast<IMonitor>(object), nullptr);
 }
 
+// Run by a MonitorManager of its own, the agent monitor closes what a removed
+// configuration of another module left open: a "(Resolved)" incident goes out at once,
+// and the other module drops its form at its next pass without a resolve of its own.
+TEST_F(AgentMonitorTest, TheRemovedConfigurationsEventIsResolvedOnceAndLeavesItsModulesFormFile) {
+  RegisterAgentMonitor(ClassRegistry::Global());
+  WriteWholeFile(ServiceFile(), "[Disk]\r\nClassID=KORADevServices.MonitorManager\r\n"
+                                "[AgentMon]\r\nClassID=KORADevServices.MonitorManager\r\n");
+  // Older than the module files, whose times the fixture moves on with each edit.
+  std::filesystem::last_write_time(ServiceFile(), m_iniTime);
+  const std::string config = "mvFrequency=60\r\nmvFrequencyUnits=SECONDS\r\n";
+  WriteIni("[Root]\r\n" + config + "[Var]\r\n" + config, "Disk");
+  WriteIni("[Self]\r\n" + config, "AgentMon");
+  Script().For("Root").reports = {{"Server1", "DiskFull"}};
+  Script().For("Var").reports = {{"Server2", "DiskFull"}};
+  const auto disk = MakeManager(ModeMorvane, "Disk");
+  const auto agent = MakeManager(ModeMorvane, "AgentMon", AgentMonitor::kClassId);
+  disk->Monitor();
+  agent->Monitor();
+  ASSERT_EQ(QueuedIncidents().size(), 2u);
+
+  WriteIni("[Root]\r\n" + config, "Disk");  // "Var" is removed
+  Advance(60);
+  agent->Monitor();
+  const std::vector<std::string> incidents = QueuedIncidents();
+  ASSERT_EQ(incidents.size(), 3u);
+  auto sent = std::make_shared<IncidentForms>();
+  ASSERT_TRUE(sent->CreateFormFromString(incidents[2], "test"));
+  EXPECT_EQ(sent->Item(1)->Condition(), "DiskFull(Resolved)");
+  EXPECT_EQ(Text(*sent->Item(1), "ClosedUser"), "<Closed By Agent Due To Deleted Configuration>");
+  EXPECT_EQ(Text(*sent->Item(1), "mvConfigurationID"), "Var");
+
+  Script().For("Var").reports.clear();
+  disk->Monitor();  // the ini changed: a pass, and the marker of the closed event is read
+  EXPECT_EQ(QueuedIncidents().size(), 3u) << "no second resolve from the module itself";
+  const std::shared_ptr<IncidentForms> left = LoadForms("Disk");
+  ASSERT_EQ(left->AllForms().size(), 1u);
+  EXPECT_EQ(left->AllForms()[0]->ConfigMoniker(), "Root");
+}
+
 }  // namespace
-}  // namespace korad
+}  // namespace korad::testing

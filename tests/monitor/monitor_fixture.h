@@ -7,19 +7,10 @@
 // - TestMonitor, a plug-in registered under kTestMonitorClassId, which does on each
 //   GetIncident what TestMonitorScript says for the configuration in hand: add forms,
 //   store state items, set Configurations.Error, raise. It records every call.
-// - FakeScriptControl under the script host's class id, recording the code and statements
-//   it gets and answering Eval from FakeScriptHost::Current().eval.
 // - CountingFileSystem, the real file system counting what is asked of it, installed for
 //   every test, so a test can say what a tick cost (Files().Count(...)).
+// - MonitorManagerTestPeer, for the tests that drive one routine of the engine.
 // - Helpers for the ini file, the manager, the files the manager keeps and the queue.
-//
-// Typical use:
-//   WriteIni("[CPU]\r\nmvFrequency=60\r\n");
-//   Script().For("CPU").reports = {{"Server1", "CpuHigh"}};
-//   auto manager = MakeManager();
-//   manager->Monitor();                 // pass 1: the form is sent
-//   Advance(60); manager->Monitor();    // pass 2
-//   EXPECT_EQ(QueuedIncidents().size(), 1u);
 #pragma once
 
 #include <gtest/gtest.h>
@@ -46,15 +37,37 @@
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"
 #include "monitor/monitor_manager.h"
+#include "monitor/queue_names.h"
 #include "platform/connector.h"
 #include "platform/file_system.h"
 #include "platform/platform.h"
 #include "platform/platform_classes.h"
-#include "platform/script_control.h"
 #include "support/counting_file_system.h"
 #include "support/fake_clock.h"
 #include "support/recording_log.h"
 #include "support/temp_folder.h"
+
+namespace korad {
+
+// The engine's routines, for the tests that drive one of them on its own.
+class MonitorManagerTestPeer {
+ public:
+  explicit MonitorManagerTestPeer(MonitorManager& manager) : m_manager(manager) {}
+  Value SetIncidents(std::shared_ptr<IncidentForms>& forms, const std::vector<Value>& configList,
+                     std::shared_ptr<Configurations>& configurations) {
+    return m_manager.SetIncidents(forms, configList, configurations);
+  }
+  void LoadConfigurationErrors(std::string_view module) { m_manager.LoadConfigurationErrors(module); }
+  void SaveConfigurationErrors(std::string_view module) { m_manager.SaveConfigurationErrors(module); }
+  std::string BuildConfigurationError() { return m_manager.BuildConfigurationError(); }
+  void CleanConfigErrors(const SectionNameArray& sections) { m_manager.CleanConfigErrors(sections); }
+  void UpdateHeartbeats(std::string_view module, std::string_view text) { m_manager.UpdateHeartbeats(module, text); }
+
+ private:
+  MonitorManager& m_manager;
+};
+
+}  // namespace korad
 
 namespace korad::testing {
 
@@ -65,10 +78,6 @@ inline constexpr const char* kModule = "TestModule";
 // creates plug-ins by class id, so a test can't hand them anything directly.
 struct TestMonitorScript {
   struct Report {
-    Report(std::string resource, std::string condition, AlertStatusEnum status = AlertOn,
-           std::vector<std::pair<std::string, std::string>> attributes = {})
-        : resource(std::move(resource)), condition(std::move(condition)), status(status),
-          attributes(std::move(attributes)) {}
     std::string resource;
     std::string condition;
     AlertStatusEnum status = AlertOn;
@@ -76,10 +85,9 @@ struct TestMonitorScript {
   };
   // Per configuration moniker; applies to every call until the test changes it.
   struct Behaviour {
-    std::vector<Report> reports;                            // forms added by each call
-    std::vector<std::pair<std::string, Value>> stateItems;  // stored in IncidentState
-    std::string configError;                                // set as Configurations.Error
-    std::optional<std::string> raise;                       // GetIncident raises this text
+    std::vector<Report> reports;        // forms added by each call
+    std::string configError;            // set as Configurations.Error
+    std::optional<std::string> raise;   // GetIncident raises this text
   };
   // One GetIncident call as the plug-in saw it.
   struct Call {
@@ -89,7 +97,6 @@ struct TestMonitorScript {
     int32_t frequency = 0;
     int32_t waitAlert = 0;
     std::string waitAlertUnits;
-    std::map<std::string, std::string> keys;  // the configuration's keys and values
   };
 
   std::map<std::string, Behaviour, std::less<>> byMoniker;  // keys as the ini writes them
@@ -130,11 +137,9 @@ class TestMonitor final : public Object, public IMonitor {
     call.frequency = configurations->Frequency();
     call.waitAlert = configurations->WaitAlert();
     call.waitAlertUnits = configurations->WaitAlertUnits();
-    for (const ConfigurationRef& item : *configurations) call.keys[item->Key()] = item->Value();
     script.calls.push_back(call);
 
     const TestMonitorScript::Behaviour behaviour = script.For(call.moniker);
-    for (const auto& [key, value] : behaviour.stateItems) incidentState->Add(key, value);
     for (const TestMonitorScript::Report& report : behaviour.reports) {
       std::vector<Value> attributes;
       for (const auto& [key, value] : report.attributes) attributes.emplace_back(key + ":=" + value);
@@ -153,50 +158,11 @@ class TestMonitor final : public Object, public IMonitor {
   }
 };
 
-// The script host's stand-in: records what it is given, and evaluates by a function.
-struct FakeScriptHost {
-  std::vector<std::string> code;        // AddCode, in order
-  std::vector<std::string> statements;  // ExecuteStatement, in order
-  std::vector<std::string> evaluated;   // Eval, in order
-  bool allowUI = true;
-  std::string language;
-  // The answer of Eval; raising from it is how a test makes the script fail.
-  std::function<Value(std::string_view)> eval = [](std::string_view) { return Value(true); };
-  int hostsCreated = 0;
-
-  void Reset() { *this = FakeScriptHost(); }
-  static FakeScriptHost& Current() {
-    static FakeScriptHost host;
-    return host;
-  }
-};
-
-class FakeScriptControl final : public ScriptControl {
- public:
-  bool AllowUI() const override { return FakeScriptHost::Current().allowUI; }
-  void SetAllowUI(bool allow) override { FakeScriptHost::Current().allowUI = allow; }
-  std::string Language() const override { return FakeScriptHost::Current().language; }
-  void SetLanguage(std::string_view language) override { FakeScriptHost::Current().language = language; }
-  void AddCode(std::string_view code) override { FakeScriptHost::Current().code.emplace_back(code); }
-  void ExecuteStatement(std::string_view statement) override {
-    FakeScriptHost::Current().statements.emplace_back(statement);
-  }
-  Value Eval(std::string_view expression) override {
-    FakeScriptHost::Current().evaluated.emplace_back(expression);
-    return FakeScriptHost::Current().eval(expression);
-  }
-};
-
-// Registers the library's classes, MonitorManager, TestMonitor and the fake script host
-// in the global registry, once per process. The fake host goes first so that it wins
-// over an evaluator the platform may register.
+// Registers the library's classes, MonitorManager and TestMonitor in the global
+// registry, once per process.
 inline void RegisterMonitorTestClasses() {
   static const bool done = [] {
     ClassRegistry& registry = ClassRegistry::Global();
-    registry.Register(kScriptControlClassId, [] {
-      ++FakeScriptHost::Current().hostsCreated;
-      return std::static_pointer_cast<Object>(std::make_shared<FakeScriptControl>());
-    });
     RegisterPlatformClasses(registry);
     RegisterFoundationClasses(registry);
     RegisterIncidentClasses(registry);
@@ -222,7 +188,6 @@ class MonitorTest : public ::testing::Test {
     platform.SetClock(m_clock);
     platform.SetFileSystem(m_files);
     TestMonitorScript::Current().Reset();
-    FakeScriptHost::Current().Reset();
   }
   void TearDown() override {
     m_managers.clear();  // their destructors log through the platform still in place
@@ -231,7 +196,6 @@ class MonitorTest : public ::testing::Test {
     platform.SetClock(nullptr);
     platform.SetApplication(nullptr);
     TestMonitorScript::Current().Reset();
-    FakeScriptHost::Current().Reset();
   }
 
   // ---- The ini file ----
@@ -265,7 +229,6 @@ class MonitorTest : public ::testing::Test {
     return manager;
   }
   TestMonitorScript& Script() { return TestMonitorScript::Current(); }
-  FakeScriptHost& ScriptHost() { return FakeScriptHost::Current(); }
   void Advance(double seconds) { m_clock->Advance(seconds); }
 
   // ---- The log: every line of the manager's LogManager in ModeMorvane ----
@@ -318,7 +281,7 @@ class MonitorTest : public ::testing::Test {
   std::vector<std::string> QueuedIncidents() {
     std::vector<std::string> bodies;
     for (const ConnectorMessage& message : QueuedMessages()) {
-      if (message.TargetQueue() == MonitorManager::kIncidentQueue) bodies.push_back(message.Body());
+      if (message.TargetQueue() == kIncidentQueue) bodies.push_back(message.Body());
     }
     return bodies;
   }

@@ -1,6 +1,7 @@
 // What other components leave for a configuration: merge state files and event close
 // markers, as a pass picks them up.
 #include <filesystem>
+#include <map>
 #include <string>
 
 #include "incident/xml_serializer.h"
@@ -65,35 +66,46 @@ TEST_F(MonitorMergeFilesTest, MergeFilesAreMergedKeptOrDeleted) {
   EXPECT_TRUE(ErrorLines().empty());
 }
 
-TEST_F(MonitorMergeFilesTest, EventCloseMarkerRemovesTheFormWithThatGuid) {
-  WriteIni("[CPU]\r\nmvFrequency=60\r\n");
+// A marker names the mvGUID of an event the server or the agent monitor closed. The
+// agent monitor writes one while the module's pass may be running: the pass must not
+// take the writer's temporary file for a marker, or the marker is lost and the form of a
+// removed configuration stays in the file for good.
+TEST_F(MonitorMergeFilesTest, EventCloseMarkersDropTheirFormAndOneBeingWrittenIsLeftToItsWriter) {
+  WriteIni("[CPU]\r\nmvFrequency=60\r\n[Old]\r\nmvFrequency=60\r\n");
   Script().For("CPU").reports = {{"Server1", "CpuHigh"}, {"Server2", "CpuHigh"}};
+  Script().For("Old").reports = {{"Server3", "DiskFull"}};
   auto manager = MakeManager();
   manager->Monitor();
-  ASSERT_EQ(QueuedIncidents().size(), 2u);
-  std::string closedGuid;
-  {
-    const std::shared_ptr<IncidentForms> forms = LoadForms();
-    ASSERT_EQ(forms->AllForms().size(), 2u);
-    for (const IncidentFormRef& form : forms->AllForms()) {
-      if (form->Resource() == "Server1") closedGuid = form->GetAttributes()->Item(Value("mvGUID"))->Value().ToText();
-    }
+  ASSERT_EQ(QueuedIncidents().size(), 3u);
+  std::map<std::string, std::string> guids;
+  const std::shared_ptr<IncidentForms> opened = LoadForms();
+  for (const IncidentFormRef& form : opened->AllForms()) {
+    guids[form->Resource()] = form->GetAttributes()->Item(Value("mvGUID"))->Value().ToText();
   }
-  ASSERT_FALSE(closedGuid.empty());
-  CreateEventCloseMessage(m_home.Path(), closedGuid, kModule, nullptr);
+  ASSERT_EQ(guids.size(), 3u);
+  CreateEventCloseMessage(m_home.Path(), guids["Server1"], kModule, nullptr);
   // A marker for an event this monitor doesn't have is consumed all the same.
   CreateEventCloseMessage(m_home.Path(), "{00000000-0000-0000-0000-000000000000}", kModule, nullptr);
+  const std::string folder = m_home / ("ModuleMessages/" + std::string(kModule));
+  const std::string temporary = folder + "/." + guids["Server3"] + ".4711.0.tmp";
+  WriteWholeFile(temporary, guids["Server3"] + "\r\n");
+  WriteIni("[CPU]\r\nmvFrequency=60\r\n");  // "Old" is removed
+  Script().For("CPU").reports = {{"Server2", "CpuHigh"}};  // the plug-in no longer sees Server1 either
 
-  // The server closed Server1's event; the plug-in no longer reports it either.
-  Script().For("CPU").reports = {{"Server2", "CpuHigh"}};
   Advance(60);
   manager->Monitor();
-  EXPECT_EQ(Matching("Found IncidentForm with GUID " + closedGuid + ". Removing this IncidentForm").size(), 1u);
-  EXPECT_TRUE(std::filesystem::is_empty(m_home / ("ModuleMessages/" + std::string(kModule))));
-  const std::shared_ptr<IncidentForms> forms = LoadForms();
-  ASSERT_EQ(forms->AllForms().size(), 1u);
-  EXPECT_EQ(forms->AllForms()[0]->Resource(), "Server2");
-  EXPECT_EQ(QueuedIncidents().size(), 2u) << "no resolve goes out for a closed event";
+  EXPECT_EQ(Matching("Found IncidentForm with GUID " + guids["Server1"] + ". Removing this IncidentForm").size(), 1u);
+  EXPECT_TRUE(Exists(temporary)) << "the write under way is left alone";
+  EXPECT_EQ(LoadForms()->AllForms().size(), 2u);
+  EXPECT_EQ(QueuedIncidents().size(), 3u) << "no resolve goes out for a closed event";
+
+  std::filesystem::rename(temporary, folder + "/" + guids["Server3"]);  // the write completes
+  Advance(60);
+  manager->Monitor();
+  const std::shared_ptr<IncidentForms> left = LoadForms();
+  ASSERT_EQ(left->AllForms().size(), 1u) << "the removed configuration's form leaves the file";
+  EXPECT_EQ(left->AllForms()[0]->Resource(), "Server2");
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include "incident/incident_forms.h"
 #include "incident/incident_state.h"
 #include "incident/xml_serializer.h"
-#include "monitor/monitor_manager.h"
+#include "monitor/queue_names.h"
 #include "platform/connector.h"
 #include "support/child_process.h"
 #include "support/recording_log.h"
@@ -70,7 +70,7 @@ class AgentScenarioTest : public ::testing::Test {
   std::vector<std::string> Incidents() {
     std::vector<std::string> conditions;
     for (const ConnectorMessage& message : MakeDirectoryConnector(m_home / "Connectors/MvRouterQ")->Peek(1000)) {
-      if (message.TargetQueue() != MonitorManager::kIncidentQueue) continue;
+      if (message.TargetQueue() != kIncidentQueue) continue;
       auto forms = std::make_shared<IncidentForms>();
       conditions.push_back(forms->CreateFormFromString(message.Body(), "scenario") && forms->Count() == 1
                                ? forms->Item(1)->Condition()
