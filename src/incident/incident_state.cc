@@ -1,5 +1,7 @@
 #include "incident/incident_state.h"
 
+#include <algorithm>
+
 #include "contracts/error.h"
 #include "contracts/text.h"
 #include "platform/date_time_converter.h"
@@ -11,6 +13,12 @@ constexpr std::string_view kUtcSuffix = "UTC";
 
 bool StartsWithMv(std::string_view key) {
   return key.size() >= 2 && (key[0] == 'm' || key[0] == 'M') && (key[1] == 'v' || key[1] == 'V');
+}
+
+// What NormalizeKey leaves as it is.
+bool IsNormalized(std::string_view key) {
+  if (!key.empty() && (key.front() == ' ' || key.back() == ' ')) return false;
+  return std::none_of(key.begin(), key.end(), [](char c) { return c >= 'a' && c <= 'z'; });
 }
 
 bool EndsWithUtc(std::string_view key) {
@@ -233,8 +241,43 @@ void IncidentState::Remove(std::string_view key) {
 void IncidentState::RemoveAll() {
   Guard("IncidentState.RemoveAll: ", [&] {
     CreateDictionary();
+    if (RemoveOwnedInOneWalk()) return;
     for (const std::string& raw : m_dictionary->Keys()) Remove(raw);
   });
+}
+
+// Removing key by key takes exactly the entries the current moniker owns when every key
+// is normalised and has a text ownership record: each key's own removal takes it if it is
+// owned, and whatever else a removal reaches (the key under the moniker's prefix, a date's
+// twin) goes only if owned too. Nothing can fail then, so the owned entries go in one
+// walk. Otherwise nothing changes and the answer is false.
+bool IncidentState::RemoveOwnedInOneWalk() {
+  std::vector<const std::string*> keys;
+  keys.reserve(m_dictionary->Count());
+  m_dictionary->ForEach([&](const std::string& raw, const Value&) { keys.push_back(&raw); });
+  // The records are looked up a few keys ahead of their use, so their lookups overlap.
+  constexpr std::size_t kAhead = 8;
+  for (std::size_t i = 0; i < keys.size() && i < kAhead; ++i) m_allConfigMonikers.Prefetch(*keys[i]);
+  std::vector<char> doomed;
+  doomed.reserve(keys.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    if (i + kAhead < keys.size()) m_allConfigMonikers.Prefetch(*keys[i + kAhead]);
+    const std::string& raw = *keys[i];
+    const Value* owner = m_allConfigMonikers.Find(raw);
+    const std::string* moniker = owner ? owner->AsString() : nullptr;
+    if (moniker == nullptr || !IsNormalized(raw)) return false;
+    doomed.push_back(EqualsNoCase(TrimBlanks(*moniker), m_normalizedMoniker));
+  }
+  if (std::find(doomed.begin(), doomed.end(), true) == doomed.end()) return true;
+  m_allConfigMonikers.RemoveIf([&](const std::string& raw, const Value& owner) {
+    const std::string* moniker = owner.AsString();
+    // The records compare ignoring case, the dictionary's keys are upper case.
+    return moniker && EqualsNoCase(TrimBlanks(*moniker), m_normalizedMoniker) &&
+           m_dictionary->Exists(IsNormalized(raw) ? raw : UpperAscii(raw));
+  });
+  std::size_t position = 0;
+  m_dictionary->RemoveIf([&](const std::string&, const Value&) { return doomed[position++] != 0; });
+  return true;
 }
 
 void IncidentState::RemoveRawKey(std::string_view rawKey) {

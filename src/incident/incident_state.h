@@ -84,6 +84,8 @@ class IncidentState final : public Dispatchable<IncidentState>, public ErrorRepo
   // record, as a keyed list does for a missing key.
   bool OwnedByCurrentMoniker(std::string_view rawKey) const;
   void RemoveOwnedRawKey(std::string_view rawKey);
+  // RemoveAll in one walk, when that is sure to do what removing key by key does.
+  bool RemoveOwnedInOneWalk();
 
   std::unique_ptr<ScriptingDictionary> m_dictionary;
   ScriptingDictionary m_allConfigMonikers;

@@ -261,7 +261,16 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   std::string_view line;
   std::size_t dropped = 0, firstDropped = 0;
   std::string unescaped;  // only values that held a line end are copied before storing
+  // One line ahead, whose key is looked up in the cache's time while this line is stored.
+  LineReader ahead(content);
+  std::string_view next;
+  ahead.Next(next);
   while (lines.Next(line)) {
+    if (ahead.Next(next)) {
+      const std::string_view nextKey = next.substr(0, next.find('='));
+      dictionary.Prefetch(nextKey);
+      owners.Prefetch(nextKey);
+    }
     if (line == kHeaderLine) continue;
     const std::size_t equals = line.find('=');
     const std::string_view key = line.substr(0, equals);

@@ -214,6 +214,15 @@ void ScriptingDictionary::RemoveAll() noexcept {
   m_dead = 0;
 }
 
+void ScriptingDictionary::Prefetch(std::string_view key) const noexcept {
+  if (m_index.empty()) return;
+  __builtin_prefetch(&m_index[Hash(key) & (m_index.size() - 1)]);
+}
+
+void ScriptingDictionary::Reserve(std::size_t count) {
+  if (count > Count()) MakeRoom(count - Count());
+}
+
 void ScriptingDictionary::RenameKey(std::string_view key, std::string_view newKey) {
   if (m_index.empty()) RaiseRuntimeError(kErrElementNotFound);
   const std::size_t slot = Probe(key, Hash(key));

@@ -54,6 +54,18 @@ class ScriptingDictionary {
   // Raises 32811 (element not found) for a missing key.
   void Remove(std::string_view key);
   void RemoveAll() noexcept;
+  // Removes, in one walk, every item for which doomed(const std::string& key, const
+  // Value& item) is true, keeping the order of the others; the items are released once
+  // the dictionary is consistent again. The predicate must not change the dictionary.
+  // The number removed.
+  template <class Predicate>
+  std::size_t RemoveIf(Predicate&& doomed);
+  // Starts fetching the part of the index where `key` would be, so that a lookup of it
+  // a little later finds it in the cache: a load of many keys in a row prepares the next
+  // key while it stores the current one. Changes nothing.
+  void Prefetch(std::string_view key) const noexcept;
+  // Makes room for `count` items in all, so that filling it doesn't regrow the index.
+  void Reserve(std::size_t count);
 
   // Key let: gives an item a new key, keeping its position. Raises 32811 if `key` is
   // missing and 457 if `newKey` belongs to another item; a new spelling of the same key
@@ -120,5 +132,23 @@ class ScriptingDictionary {
   std::size_t m_dead = 0;  // removed entries not yet compacted away
   std::vector<Slot> m_index;
 };
+
+template <class Predicate>
+std::size_t ScriptingDictionary::RemoveIf(Predicate&& doomed) {
+  std::vector<Value> released;
+  for (std::size_t position = 0; position < m_used; ++position) {
+    Entry& entry = At(position);
+    if (!entry.live || !doomed(static_cast<const std::string&>(entry.key), static_cast<const Value&>(entry.item))) {
+      continue;
+    }
+    released.push_back(std::move(entry.item));
+    entry.item = Value();
+    entry.key = std::string();
+    entry.live = false;
+    ++m_dead;
+  }
+  if (!released.empty()) Compact();
+  return released.size();
+}
 
 }  // namespace korad
