@@ -9,12 +9,12 @@
 #include <climits>
 #include <atomic>
 #include <cerrno>
-#include <ctime>
 #include <string>
 #include <vector>
 
 #include "contracts/text.h"
 #include "platform/file_system.h"
+#include "platform/linux/change_time.h"
 #include "platform/linux/folder_name_cache.h"
 #include "platform/linux/locked_file.h"
 #include "platform/linux/posix_error.h"
@@ -73,32 +73,14 @@ OleDate ModifiedTimeOf(const struct stat& st) {
   return OleDate::FromUnixMillis(millis);
 }
 
-int64_t Nanos(const struct timespec& time) {
-  return static_cast<int64_t>(time.tv_sec) * 1000000000 + time.tv_nsec;
-}
-
-// A file's times come from the kernel's coarse clock (one tick: 1 to 10 ms) truncated to
-// its file system's granularity (1 ns on ext4, xfs, btrfs, tmpfs; 1 or 2 s on older
-// ones, whose times then have no fraction). Once a file's last change lies further back
-// than both, any later change gets a later status change time.
 FileStamp StampOf(const struct stat& st, int64_t nanosBeforeStat) {
-  constexpr int64_t kFineSettle = 100'000'000;
-  constexpr int64_t kCoarseSettle = 2'100'000'000;
   FileStamp stamp;
   stamp.device = static_cast<uint64_t>(st.st_dev);
   stamp.inode = static_cast<uint64_t>(st.st_ino);
   stamp.modifiedNanos = Nanos(st.st_mtim);
   stamp.changedNanos = Nanos(st.st_ctim);
-  const bool coarse = st.st_mtim.tv_nsec == 0 && st.st_ctim.tv_nsec == 0;
-  const int64_t lastChange = std::max(stamp.modifiedNanos, stamp.changedNanos);
-  stamp.settled = nanosBeforeStat - lastChange > (coarse ? kCoarseSettle : kFineSettle);
+  stamp.settled = ChangeTimeSettled(st, nanosBeforeStat);
   return stamp;
-}
-
-int64_t NowNanos() {
-  struct timespec now;
-  ::clock_gettime(CLOCK_REALTIME, &now);
-  return Nanos(now);
 }
 
 bool NameOrder(const std::string& a, const std::string& b) {
@@ -128,7 +110,7 @@ class LinuxFileSystem final : public FileSystem {
   std::optional<FileInfo> Stat(std::string_view path) override {
     struct stat st;
     // Taken first: a change after it can't carry an earlier time than this.
-    const int64_t before = NowNanos();
+    const int64_t before = RealTimeNanos();
     // One stat, and no allocation, when the name is written as it is: the idle tick of
     // every monitor asks this of its ini file.
     if (!StatAsWritten(path, st)) {
@@ -244,18 +226,17 @@ class LinuxFileSystem final : public FileSystem {
     std::vector<std::string> names;
     std::optional<std::string> resolved = Resolve(folder);
     if (!resolved) return names;
-    std::string where = resolved->empty() ? "." : *resolved;
-    DIR* dir = ::opendir(where.c_str());
-    if (dir == nullptr) {
+    // The listing of the name lookups serves while the folder is unchanged: the engine
+    // asks for the same folders' merge files and markers once per configuration.
+    std::shared_ptr<const std::vector<std::string>> listing = m_names.Names(*resolved);
+    if (!listing) {
       if (errno == ENOENT || errno == ENOTDIR) return names;
-      RaisePosixError("opendir", errno, where);
+      RaisePosixError("opendir", errno, resolved->empty() ? "." : *resolved);
     }
-    while (const struct dirent* entry = ::readdir(dir)) {
-      std::string_view name = entry->d_name;
+    for (std::string_view name : *listing) {
       if (name == "." || name == "..") continue;
       if (MatchesMask(name, mask)) names.emplace_back(name);
     }
-    ::closedir(dir);
     std::sort(names.begin(), names.end(), NameOrder);
     return names;
   }
