@@ -3,6 +3,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "contracts/error.h"
 #include "contracts/text.h"
@@ -54,6 +55,10 @@ class ConfigFilter {
       m_upperText += '-';
     }
     if (configs.empty()) m_upperText = "-";
+    // Each piece of the text between dashes is followed by one.
+    for (std::size_t start = 0, dash; (dash = m_upperText.find('-', start)) != std::string::npos; start = dash + 1) {
+      m_pieces.emplace(m_upperText, start, dash - start);
+    }
   }
 
   // The prefix ends in its "-". A substring test, as it has always been: "PU1-" passes
@@ -65,7 +70,11 @@ class ConfigFilter {
     if (found != m_memo.end()) {
       result = found->second;
     } else {
-      result = EqualsNoCase(prefix, "MVGLOBAL-") || m_upperText.find(UpperAscii(prefix)) != std::string::npos;
+      // A prefix holds one dash, at its end: one that names a whole piece occurs, and
+      // only the others need the search through the text.
+      const std::string upper = UpperAscii(prefix);
+      result = EqualsNoCase(prefix, "MVGLOBAL-") || m_pieces.count(upper.substr(0, upper.size() - 1)) != 0 ||
+               m_upperText.find(upper) != std::string::npos;
       m_memo.emplace(std::string(prefix), result);
     }
     m_lastPrefix.assign(prefix);
@@ -79,6 +88,7 @@ class ConfigFilter {
     std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
   };
   std::string m_upperText;
+  std::unordered_set<std::string> m_pieces;
   std::unordered_map<std::string, bool, Hash, std::equal_to<>> m_memo;
   std::string m_lastPrefix{"\n"};  // matches no prefix
   bool m_lastResult = false;

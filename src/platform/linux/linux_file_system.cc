@@ -224,14 +224,21 @@ class LinuxFileSystem final : public FileSystem {
 
   std::vector<std::string> List(std::string_view folder, std::string_view mask) override {
     std::vector<std::string> names;
-    std::optional<std::string> resolved = Resolve(folder);
-    if (!resolved) return names;
     // The listing of the name lookups serves while the folder is unchanged: the engine
-    // asks for the same folders' merge files and markers once per configuration.
-    std::shared_ptr<const std::vector<std::string>> listing = m_names.Names(*resolved);
+    // asks for the same folders' merge files and markers once per configuration. A
+    // folder spelled as it is needs no resolving.
+    std::string where = NativePath(folder);
+    bool exists = false;
+    std::shared_ptr<const std::vector<std::string>> listing = m_names.Names(where, &exists);
+    if (!exists) {
+      std::optional<std::string> resolved = Resolve(folder);
+      if (!resolved) return names;
+      where = std::move(*resolved);
+      listing = m_names.Names(where);
+    }
     if (!listing) {
       if (errno == ENOENT || errno == ENOTDIR) return names;
-      RaisePosixError("opendir", errno, resolved->empty() ? "." : *resolved);
+      RaisePosixError("opendir", errno, where.empty() ? "." : where);
     }
     for (std::string_view name : *listing) {
       if (name == "." || name == "..") continue;
