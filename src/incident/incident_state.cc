@@ -257,11 +257,11 @@ bool IncidentState::RemoveOwnedInOneWalk() {
   m_dictionary->ForEach([&](const std::string& raw, const Value&) { keys.push_back(&raw); });
   // The records are looked up a few keys ahead of their use, so their lookups overlap.
   constexpr std::size_t kAhead = 8;
-  for (std::size_t i = 0; i < keys.size() && i < kAhead; ++i) m_allConfigMonikers.Prefetch(*keys[i]);
+  for (std::size_t i = 0; i < keys.size() && i < kAhead; ++i) m_allConfigMonikers.Prepare(*keys[i]);
   std::vector<char> doomed;
   doomed.reserve(keys.size());
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (i + kAhead < keys.size()) m_allConfigMonikers.Prefetch(*keys[i + kAhead]);
+    if (i + kAhead < keys.size()) m_allConfigMonikers.Prepare(*keys[i + kAhead]);
     const std::string& raw = *keys[i];
     const Value* owner = m_allConfigMonikers.Find(raw);
     const std::string* moniker = owner ? owner->AsString() : nullptr;

@@ -1,5 +1,6 @@
 #include "incident/xml_serializer.h"
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 #include <unordered_map>
@@ -247,19 +248,28 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   };
   ScriptingDictionary& dictionary = state->Dictionary();
   ScriptingDictionary& owners = state->AllConfigMonikers();
+  // Room for every line at once: the index isn't rebuilt again and again as it fills.
+  const auto lineCount = static_cast<std::size_t>(std::count(content.begin(), content.end(), '\n'));
+  dictionary.Reserve(lineCount);
+  owners.Reserve(lineCount);
   // Adds or replaces the item and records its owner unless one is recorded. A key new to
   // the dictionary is new to the records too, unless someone changed the dictionary
   // behind their back: only then is the record's lookup paid twice.
-  auto store = [&](std::string_view rawKey, std::string_view moniker, Value value) {
-    if (dictionary.SetItem(rawKey, std::move(value))) {
+  using PreparedKey = ScriptingDictionary::PreparedKey;
+  auto store = [&](const PreparedKey& inDictionary, const PreparedKey& inOwners, std::string_view moniker,
+                   Value value) {
+    if (dictionary.SetItem(inDictionary, std::move(value))) {
       try {
-        owners.Add(rawKey, Value(moniker));
+        owners.Add(inOwners, Value(moniker));
       } catch (const Error&) {
         // recorded already: the first record stands
       }
-    } else if (!owners.Exists(rawKey)) {
-      owners.Add(rawKey, Value(moniker));
+    } else if (!owners.Exists(inOwners)) {
+      owners.Add(inOwners, Value(moniker));
     }
+  };
+  auto storeTwin = [&](std::string_view rawKey, std::string_view moniker, Value value) {
+    store(dictionary.Prepare(rawKey), owners.Prepare(rawKey), moniker, std::move(value));
   };
 
   LineReader lines(content);
@@ -271,16 +281,20 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   std::string_view line;
   std::size_t dropped = 0, firstDropped = 0;
   std::string unescaped;  // only values that held a line end are copied before storing
-  // One line ahead, whose key is looked up in the cache's time while this line is stored.
+  // One line ahead: its key is prepared while this line is stored.
   LineReader ahead(content);
-  std::string_view next;
-  ahead.Next(next);
+  PreparedKey nextInDictionary, nextInOwners;
+  auto prepareAhead = [&] {
+    std::string_view next;
+    if (!ahead.Next(next)) return;
+    const std::string_view nextKey = next.substr(0, next.find('='));
+    nextInDictionary = dictionary.Prepare(nextKey);
+    nextInOwners = owners.Prepare(nextKey);
+  };
+  prepareAhead();
   while (lines.Next(line)) {
-    if (ahead.Next(next)) {
-      const std::string_view nextKey = next.substr(0, next.find('='));
-      dictionary.Prefetch(nextKey);
-      owners.Prefetch(nextKey);
-    }
+    const PreparedKey inDictionary = nextInDictionary, inOwners = nextInOwners;
+    prepareAhead();
     if (line == kHeaderLine) continue;
     const std::size_t equals = line.find('=');
     const std::string_view key = line.substr(0, equals);
@@ -319,17 +333,17 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
     }
     if (log) trace({"Adding ", key, " to state collection."});
     const std::string_view moniker = key.substr(0, dash);
-    store(key, moniker, date ? Value(std::move(dateText)) : Value(value));
+    store(inDictionary, inOwners, moniker, date ? Value(std::move(dateText)) : Value(value));
     if (log) trace({"Split date = ", split ? "True" : "False"});
     if (!split) continue;
     if (EndsWithUtc(key)) {
       const std::string_view base = key.substr(0, key.size() - kUtcSuffix.size());
       if (log) trace({"UTC date. Adding Local variant - ", base});
-      store(base, moniker, Value(converter.UtcToLocal(*date)));
+      storeTwin(base, moniker, Value(converter.UtcToLocal(*date)));
     } else {
       const std::string utcKey = std::string(key) + std::string(kUtcSuffix);
       if (log) trace({"Local date. Adding UTC variant - ", utcKey});
-      store(utcKey, moniker, Value(converter.LocalToUtc(*date)));
+      storeTwin(utcKey, moniker, Value(converter.LocalToUtc(*date)));
     }
   }
 

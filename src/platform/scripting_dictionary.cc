@@ -146,12 +146,14 @@ void ScriptingDictionary::SetCompareMode(CompareMode mode) {
   m_mode = mode;
 }
 
-void ScriptingDictionary::Add(std::string_view key, Value item) {
+void ScriptingDictionary::Add(std::string_view key, Value item) { Add(Hashed(key), std::move(item)); }
+
+void ScriptingDictionary::Add(const PreparedKey& key, Value item) {
   MakeRoom(1);
-  const uint32_t hash = Hash(key);
-  const std::size_t slot = Probe(key, hash);
+  const uint32_t hash = HashOf(key);
+  const std::size_t slot = Probe(key.key, hash);
   if (m_index[slot].entry != 0) RaiseRuntimeError(kErrDuplicateKey);
-  Append(slot, key, hash, std::move(item));
+  Append(slot, key.key, hash, std::move(item));
 }
 
 Value& ScriptingDictionary::Item(std::string_view key) {
@@ -172,15 +174,17 @@ Value* ScriptingDictionary::Find(std::string_view key) {
   return entry ? &entry->item : nullptr;
 }
 
-bool ScriptingDictionary::SetItem(std::string_view key, Value item) {
+bool ScriptingDictionary::SetItem(std::string_view key, Value item) { return SetItem(Hashed(key), std::move(item)); }
+
+bool ScriptingDictionary::SetItem(const PreparedKey& key, Value item) {
   MakeRoom(1);
-  const uint32_t hash = Hash(key);
-  const std::size_t slot = Probe(key, hash);
+  const uint32_t hash = HashOf(key);
+  const std::size_t slot = Probe(key.key, hash);
   if (m_index[slot].entry != 0) {
     At(m_index[slot].entry - 1).item = std::move(item);
     return false;
   }
-  Append(slot, key, hash, std::move(item));
+  Append(slot, key.key, hash, std::move(item));
   return true;
 }
 
@@ -214,9 +218,14 @@ void ScriptingDictionary::RemoveAll() noexcept {
   m_dead = 0;
 }
 
-void ScriptingDictionary::Prefetch(std::string_view key) const noexcept {
-  if (m_index.empty()) return;
-  __builtin_prefetch(&m_index[Hash(key) & (m_index.size() - 1)]);
+ScriptingDictionary::PreparedKey ScriptingDictionary::Prepare(std::string_view key) const noexcept {
+  PreparedKey prepared = Hashed(key);
+  if (!m_index.empty()) __builtin_prefetch(&m_index[prepared.hash & (m_index.size() - 1)]);
+  return prepared;
+}
+
+bool ScriptingDictionary::Exists(const PreparedKey& key) const {
+  return !m_index.empty() && m_index[Probe(key.key, HashOf(key))].entry != 0;
 }
 
 void ScriptingDictionary::Reserve(std::size_t count) {

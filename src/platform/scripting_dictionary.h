@@ -60,10 +60,20 @@ class ScriptingDictionary {
   // The number removed.
   template <class Predicate>
   std::size_t RemoveIf(Predicate&& doomed);
-  // Starts fetching the part of the index where `key` would be, so that a lookup of it
-  // a little later finds it in the cache: a load of many keys in a row prepares the next
-  // key while it stores the current one. Changes nothing.
-  void Prefetch(std::string_view key) const noexcept;
+  // A key whose hash is worked out and whose part of the index is already on its way
+  // into the cache, so that a lookup of it a little later doesn't wait: a load of many
+  // keys in a row prepares the next key while it stores the current one. It views the
+  // key's text, which must outlive it; a dictionary whose compare mode changed since
+  // hashes the key again.
+  struct PreparedKey {
+    std::string_view key;
+    uint32_t hash = 0;
+    CompareMode mode = CompareMode::Binary;
+  };
+  PreparedKey Prepare(std::string_view key) const noexcept;
+  bool Exists(const PreparedKey& key) const;
+  void Add(const PreparedKey& key, Value item);
+  bool SetItem(const PreparedKey& key, Value item);
   // Makes room for `count` items in all, so that filling it doesn't regrow the index.
   void Reserve(std::size_t count);
 
@@ -115,6 +125,8 @@ class ScriptingDictionary {
   std::size_t Capacity() const noexcept;
   uint32_t Hash(std::string_view key) const noexcept;
   bool Equal(std::string_view a, std::string_view b) const noexcept;
+  PreparedKey Hashed(std::string_view key) const noexcept { return {key, Hash(key), m_mode}; }
+  uint32_t HashOf(const PreparedKey& key) const noexcept { return key.mode == m_mode ? key.hash : Hash(key.key); }
   // The slot holding `key`, or the free slot where it would go.
   std::size_t Probe(std::string_view key, uint32_t hash) const noexcept;
   Entry* Locate(std::string_view key) const;
