@@ -185,10 +185,10 @@ std::vector<std::string> IncidentState::Keys() {
   Guard("IncidentState.Keys: ", [&] {
     CreateDictionary();
     const std::size_t length = m_normalizedMoniker.size();
-    m_dictionary->ForEach([&](const std::string& raw, const Value&) {
+    m_dictionary->ForEach([&](std::string_view raw, const Value&) {
       if (raw.find('-') != length) return;
-      if (NormalizeKey(std::string_view(raw).substr(0, length)) != m_normalizedMoniker) return;
-      result.push_back(raw.substr(length + 1));
+      if (NormalizeKey(raw.substr(0, length)) != m_normalizedMoniker) return;
+      result.emplace_back(raw.substr(length + 1));
     });
   });
   return result;
@@ -203,7 +203,7 @@ int32_t IncidentState::Count() {
     const std::size_t positions = m_dictionary->Count();
     std::size_t position = 0;
     int32_t owned = 0;
-    m_allConfigMonikers.ForEach([&](const std::string&, const Value& moniker) {
+    m_allConfigMonikers.ForEach([&](std::string_view, const Value& moniker) {
       if (position++ >= positions) return;
       const std::string* text = moniker.AsString();
       if (text && EqualsNoCase(TrimBlanks(*text), m_normalizedMoniker)) ++owned;
@@ -252,31 +252,31 @@ void IncidentState::RemoveAll() {
 // twin) goes only if owned too. Nothing can fail then, so the owned entries go in one
 // walk. Otherwise nothing changes and the answer is false.
 bool IncidentState::RemoveOwnedInOneWalk() {
-  std::vector<const std::string*> keys;
+  std::vector<std::string_view> keys;
   keys.reserve(m_dictionary->Count());
-  m_dictionary->ForEach([&](const std::string& raw, const Value&) { keys.push_back(&raw); });
+  m_dictionary->ForEach([&](std::string_view raw, const Value&) { keys.push_back(raw); });
   // The records are looked up a few keys ahead of their use, so their lookups overlap.
   constexpr std::size_t kAhead = 8;
-  for (std::size_t i = 0; i < keys.size() && i < kAhead; ++i) m_allConfigMonikers.Prepare(*keys[i]);
+  for (std::size_t i = 0; i < keys.size() && i < kAhead; ++i) m_allConfigMonikers.Prepare(keys[i]);
   std::vector<char> doomed;
   doomed.reserve(keys.size());
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (i + kAhead < keys.size()) m_allConfigMonikers.Prepare(*keys[i + kAhead]);
-    const std::string& raw = *keys[i];
+    if (i + kAhead < keys.size()) m_allConfigMonikers.Prepare(keys[i + kAhead]);
+    const std::string_view raw = keys[i];
     const Value* owner = m_allConfigMonikers.Find(raw);
     const std::string* moniker = owner ? owner->AsString() : nullptr;
     if (moniker == nullptr || !IsNormalized(raw)) return false;
     doomed.push_back(EqualsNoCase(TrimBlanks(*moniker), m_normalizedMoniker));
   }
   if (std::find(doomed.begin(), doomed.end(), true) == doomed.end()) return true;
-  m_allConfigMonikers.RemoveIf([&](const std::string& raw, const Value& owner) {
+  m_allConfigMonikers.RemoveIf([&](std::string_view raw, const Value& owner) {
     const std::string* moniker = owner.AsString();
     // The records compare ignoring case, the dictionary's keys are upper case.
     return moniker && EqualsNoCase(TrimBlanks(*moniker), m_normalizedMoniker) &&
            m_dictionary->Exists(IsNormalized(raw) ? raw : UpperAscii(raw));
   });
   std::size_t position = 0;
-  m_dictionary->RemoveIf([&](const std::string&, const Value&) { return doomed[position++] != 0; });
+  m_dictionary->RemoveIf([&](std::string_view, const Value&) { return doomed[position++] != 0; });
   return true;
 }
 

@@ -98,7 +98,7 @@ class ConfigFilter {
 // The room the text of a save will need, so it is built without regrowing.
 std::size_t EstimateSize(const ScriptingDictionary& dictionary) {
   std::size_t size = 0;
-  dictionary.ForEach([&](const std::string& key, const Value& value) {
+  dictionary.ForEach([&](std::string_view key, const Value& value) {
     const std::string* text = value.AsString();
     size += key.size() + (text ? text->size() : 24) + 3;
   });
@@ -182,10 +182,10 @@ void XMLSerializer::SaveBody(IncidentState& state, std::string_view monitorId) {
   StringBuilder text(EstimateSize(dictionary));
   DateTimeConverter::TextBuffer dateText;
   std::vector<std::string> foreign;  // keys of configurations no longer in force
-  dictionary.ForEach([&](const std::string& key, const Value& value) {
+  dictionary.ForEach([&](std::string_view key, const Value& value) {
     const std::size_t dash = key.find('-');
-    if (dash == std::string::npos || !filter.Belongs(std::string_view(key).substr(0, dash + 1))) {
-      foreign.push_back(key);
+    if (dash == std::string::npos || !filter.Belongs(key.substr(0, dash + 1))) {
+      foreign.emplace_back(key);
       return;
     }
     if (IsDate(value)) {

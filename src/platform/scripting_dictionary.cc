@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "contracts/error.h"
@@ -114,7 +115,7 @@ void ScriptingDictionary::Rebuild(std::size_t slots) {
 ScriptingDictionary::Entry& ScriptingDictionary::Append(std::size_t slot, std::string_view key, uint32_t hash,
                                                         Value item) {
   Entry& entry = At(m_used);
-  entry.key.assign(key);  // the only step that can fail, and it changes nothing visible
+  entry.key = m_keys.Store(key);  // the only step that can fail, and it changes nothing visible
   entry.item = std::move(item);
   entry.hash = hash;
   entry.live = true;
@@ -199,7 +200,7 @@ void ScriptingDictionary::Remove(std::string_view key) {
   // Let go of the item now: it may be an object that others wait to see released.
   Value released = std::move(entry.item);
   entry.item = Value();
-  entry.key = std::string();
+  entry.key = {};
   // Removed entries at the end go at once; those before wait for a compaction.
   while (m_used > 0 && !At(m_used - 1).live) {
     --m_used;
@@ -212,6 +213,8 @@ void ScriptingDictionary::RemoveAll() noexcept {
   // The items are released after the dictionary is consistent again: releasing an object
   // may run code that looks at it.
   std::vector<std::unique_ptr<Entry[]>> released = std::move(m_chunks);
+  TextPool releasedKeys = std::move(m_keys);
+  m_keys.Clear();
   m_chunks.clear();
   m_index = std::vector<Slot>();
   m_used = 0;
@@ -240,9 +243,9 @@ void ScriptingDictionary::RenameKey(std::string_view key, std::string_view newKe
   const uint32_t newHash = Hash(newKey);
   if (!Equal(key, newKey) && m_index[Probe(newKey, newHash)].entry != 0) RaiseRuntimeError(kErrDuplicateKey);
   Entry& entry = At(entryNumber - 1);
-  std::string spelled(newKey);  // newKey may view the entry's own key
+  const std::string_view spelled = m_keys.Store(newKey);
   EraseSlot(slot);
-  entry.key = std::move(spelled);
+  entry.key = spelled;
   entry.hash = newHash;
   m_index[Probe(entry.key, newHash)] = Slot{entryNumber, newHash};
 }
@@ -250,14 +253,14 @@ void ScriptingDictionary::RenameKey(std::string_view key, std::string_view newKe
 std::vector<std::string> ScriptingDictionary::Keys() const {
   std::vector<std::string> keys;
   keys.reserve(Count());
-  ForEach([&](const std::string& key, const Value&) { keys.push_back(key); });
+  ForEach([&](std::string_view key, const Value&) { keys.emplace_back(key); });
   return keys;
 }
 
 std::vector<Value> ScriptingDictionary::Items() const {
   std::vector<Value> items;
   items.reserve(Count());
-  ForEach([&](const std::string&, const Value& item) { items.push_back(item); });
+  ForEach([&](std::string_view, const Value& item) { items.push_back(item); });
   return items;
 }
 
@@ -276,6 +279,20 @@ void ScriptingDictionary::Compact() {
   }
   m_used = write;
   m_dead = 0;
+  std::size_t liveBytes = 0;
+  for (std::size_t position = 0; position < m_used; ++position) liveBytes += At(position).key.size();
+  if (m_keys.Size() > 2 * liveBytes + 4096) {
+    // Copied first and switched after: a failed allocation leaves the old pool in use.
+    try {
+      TextPool keys;
+      std::vector<std::string_view> copies;
+      copies.reserve(m_used);
+      for (std::size_t position = 0; position < m_used; ++position) copies.push_back(keys.Store(At(position).key));
+      for (std::size_t position = 0; position < m_used; ++position) At(position).key = copies[position];
+      m_keys = std::move(keys);
+    } catch (const std::bad_alloc&) {
+    }
+  }
   while (!m_chunks.empty() && kFirstChunk * ((std::size_t{1} << (m_chunks.size() - 1)) - 1) >= m_used) {
     m_chunks.pop_back();
   }

@@ -10,9 +10,11 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "contracts/value.h"
+#include "platform/text_pool.h"
 
 namespace korad {
 
@@ -54,8 +56,8 @@ class ScriptingDictionary {
   // Raises 32811 (element not found) for a missing key.
   void Remove(std::string_view key);
   void RemoveAll() noexcept;
-  // Removes, in one walk, every item for which doomed(const std::string& key, const
-  // Value& item) is true, keeping the order of the others; the items are released once
+  // Removes, in one walk, every item for which doomed(std::string_view key, const Value&
+  // item) is true, keeping the order of the others; the items are released once
   // the dictionary is consistent again. The predicate must not change the dictionary.
   // The number removed.
   template <class Predicate>
@@ -85,8 +87,9 @@ class ScriptingDictionary {
   // Keys and items in insertion order.
   std::vector<std::string> Keys() const;
   std::vector<Value> Items() const;
-  // Calls visit(const std::string& key, const Value& item) for each item in insertion
-  // order, without copying; the visitor must not change the dictionary.
+  // Calls visit(std::string_view key, const Value& item) for each item in insertion
+  // order, without copying; the visitor must not change the dictionary. A visitor that
+  // takes the key as a const std::string& gets a copy of it.
   template <class Visitor>
   void ForEach(Visitor&& visit) const {
     std::size_t left = m_used;
@@ -94,7 +97,12 @@ class ScriptingDictionary {
       const std::size_t size = std::min(left, kFirstChunk << chunk);
       const Entry* entries = m_chunks[chunk].get();
       for (std::size_t i = 0; i < size; ++i) {
-        if (entries[i].live) visit(entries[i].key, entries[i].item);
+        if (!entries[i].live) continue;
+        if constexpr (std::is_invocable_v<Visitor&, std::string_view, const Value&>) {
+          visit(entries[i].key, entries[i].item);
+        } else {
+          visit(std::string(entries[i].key), entries[i].item);
+        }
       }
       left -= size;
     }
@@ -104,7 +112,7 @@ class ScriptingDictionary {
   // Entries sit in insertion order in chunks that never move, which is what keeps
   // references valid while items are added. Chunk k holds kFirstChunk << k entries.
   struct Entry {
-    std::string key;
+    std::string_view key;  // in m_keys
     Value item;
     uint32_t hash = 0;
     bool live = false;
@@ -136,6 +144,8 @@ class ScriptingDictionary {
   // Appends an entry whose free slot Probe found; room must have been made.
   Entry& Append(std::size_t slot, std::string_view key, uint32_t hash, Value item);
   void EraseSlot(std::size_t slot) noexcept;
+  // Moves the live entries together; their keys move to a new pool when most of the
+  // old one belongs to removed keys.
   void Compact();
 
   CompareMode m_mode = CompareMode::Binary;
@@ -143,6 +153,7 @@ class ScriptingDictionary {
   std::size_t m_used = 0;  // entries in use, removed ones included
   std::size_t m_dead = 0;  // removed entries not yet compacted away
   std::vector<Slot> m_index;
+  TextPool m_keys;
 };
 
 template <class Predicate>
@@ -150,12 +161,10 @@ std::size_t ScriptingDictionary::RemoveIf(Predicate&& doomed) {
   std::vector<Value> released;
   for (std::size_t position = 0; position < m_used; ++position) {
     Entry& entry = At(position);
-    if (!entry.live || !doomed(static_cast<const std::string&>(entry.key), static_cast<const Value&>(entry.item))) {
-      continue;
-    }
+    if (!entry.live || !doomed(entry.key, static_cast<const Value&>(entry.item))) continue;
     released.push_back(std::move(entry.item));
     entry.item = Value();
-    entry.key = std::string();
+    entry.key = {};
     entry.live = false;
     ++m_dead;
   }
