@@ -252,22 +252,21 @@ void IncidentState::RemoveAll() {
 // twin) goes only if owned too. Nothing can fail then, so the owned entries go in one
 // walk. Otherwise nothing changes and the answer is false.
 bool IncidentState::RemoveOwnedInOneWalk() {
-  std::vector<std::string_view> keys;
-  keys.reserve(m_dictionary->Count());
-  m_dictionary->ForEach([&](std::string_view raw, const Value&) { keys.push_back(raw); });
-  // The records are looked up a few keys ahead of their use, so their lookups overlap.
-  constexpr std::size_t kAhead = 8;
-  for (std::size_t i = 0; i < keys.size() && i < kAhead; ++i) m_allConfigMonikers.Prepare(keys[i]);
+  const std::vector<const Value*> owners = OwnerRecords();
   std::vector<char> doomed;
-  doomed.reserve(keys.size());
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (i + kAhead < keys.size()) m_allConfigMonikers.Prepare(keys[i + kAhead]);
-    const std::string_view raw = keys[i];
-    const Value* owner = m_allConfigMonikers.Find(raw);
+  doomed.reserve(owners.size());
+  bool clean = true;
+  std::size_t at = 0;
+  m_dictionary->ForEach([&](std::string_view raw, const Value&) {
+    const Value* owner = owners[at++];
     const std::string* moniker = owner ? owner->AsString() : nullptr;
-    if (moniker == nullptr || !IsNormalized(raw)) return false;
+    if (!clean || moniker == nullptr || !IsNormalized(raw)) {
+      clean = false;
+      return;
+    }
     doomed.push_back(EqualsNoCase(TrimBlanks(*moniker), m_normalizedMoniker));
-  }
+  });
+  if (!clean) return false;
   if (std::find(doomed.begin(), doomed.end(), true) == doomed.end()) return true;
   m_allConfigMonikers.RemoveIf([&](std::string_view raw, const Value& owner) {
     const std::string* moniker = owner.AsString();
@@ -278,6 +277,27 @@ bool IncidentState::RemoveOwnedInOneWalk() {
   std::size_t position = 0;
   m_dictionary->RemoveIf([&](std::string_view, const Value&) { return doomed[position++] != 0; });
   return true;
+}
+
+std::vector<const Value*> IncidentState::OwnerRecords() {
+  std::vector<std::pair<std::string_view, const Value*>> records;
+  records.reserve(m_allConfigMonikers.Count());
+  m_allConfigMonikers.ForEach([&](std::string_view key, const Value& owner) { records.emplace_back(key, &owner); });
+  std::vector<const Value*> owners;
+  owners.reserve(m_dictionary->Count());
+  std::size_t at = 0;
+  m_dictionary->ForEach([&](std::string_view raw, const Value&) {
+    const bool inStep = at < records.size() && records[at].first == raw;
+    owners.push_back(inStep ? records[at].second : m_allConfigMonikers.Find(raw));
+    ++at;
+  });
+  return owners;
+}
+
+bool IncidentState::EveryKeyHasOwner() {
+  CreateDictionary();
+  const std::vector<const Value*> owners = OwnerRecords();
+  return std::find(owners.begin(), owners.end(), nullptr) == owners.end();
 }
 
 void IncidentState::RemoveRawKey(std::string_view rawKey) {

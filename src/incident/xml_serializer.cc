@@ -254,7 +254,9 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   owners.Reserve(lineCount);
   // Adds or replaces the item and records its owner unless one is recorded. A key new to
   // the dictionary is new to the records too, unless someone changed the dictionary
-  // behind their back: only then is the record's lookup paid twice.
+  // behind their back: only then is the record's lookup paid twice. A replaced key has
+  // its record already when every key had one before the load.
+  const bool recorded = state->EveryKeyHasOwner();
   using PreparedKey = ScriptingDictionary::PreparedKey;
   auto store = [&](const PreparedKey& inDictionary, const PreparedKey& inOwners, std::string_view moniker,
                    Value value) {
@@ -264,7 +266,7 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
       } catch (const Error&) {
         // recorded already: the first record stands
       }
-    } else if (!owners.Exists(inOwners)) {
+    } else if (!recorded && !owners.Exists(inOwners)) {
       owners.Add(inOwners, Value(moniker));
     }
   };
