@@ -238,12 +238,17 @@ void IncidentState::Remove(std::string_view key) {
   });
 }
 
-void IncidentState::RemoveAll() {
+void IncidentState::RemoveAll() { RemoveAllCheckingOwners(); }
+
+bool IncidentState::RemoveAllCheckingOwners() {
+  bool whole = false;
   Guard("IncidentState.RemoveAll: ", [&] {
     CreateDictionary();
-    if (RemoveOwnedInOneWalk()) return;
+    whole = RemoveOwnedInOneWalk();
+    if (whole) return;
     for (const std::string& raw : m_dictionary->Keys()) Remove(raw);
   });
+  return whole;
 }
 
 // Removing key by key takes exactly the entries the current moniker owns when every key
@@ -252,13 +257,16 @@ void IncidentState::RemoveAll() {
 // twin) goes only if owned too. Nothing can fail then, so the owned entries go in one
 // walk. Otherwise nothing changes and the answer is false.
 bool IncidentState::RemoveOwnedInOneWalk() {
-  const std::vector<const Value*> owners = OwnerRecords();
   std::vector<char> doomed;
-  doomed.reserve(owners.size());
+  doomed.reserve(m_dictionary->Count());
   bool clean = true;
-  std::size_t at = 0;
+  // The records are kept in the order their keys were added, as the dictionary is: walked
+  // side by side, the two agree, and only a key out of step is looked up.
+  ScriptingDictionary::Cursor records(m_allConfigMonikers);
   m_dictionary->ForEach([&](std::string_view raw, const Value&) {
-    const Value* owner = owners[at++];
+    std::string_view recordKey;
+    const Value* owner = nullptr;
+    if (!records.Next(recordKey, owner) || recordKey != raw) owner = m_allConfigMonikers.Find(raw);
     const std::string* moniker = owner ? owner->AsString() : nullptr;
     if (!clean || moniker == nullptr || !IsNormalized(raw)) {
       clean = false;
@@ -277,27 +285,6 @@ bool IncidentState::RemoveOwnedInOneWalk() {
   std::size_t position = 0;
   m_dictionary->RemoveIf([&](std::string_view, const Value&) { return doomed[position++] != 0; });
   return true;
-}
-
-std::vector<const Value*> IncidentState::OwnerRecords() {
-  std::vector<std::pair<std::string_view, const Value*>> records;
-  records.reserve(m_allConfigMonikers.Count());
-  m_allConfigMonikers.ForEach([&](std::string_view key, const Value& owner) { records.emplace_back(key, &owner); });
-  std::vector<const Value*> owners;
-  owners.reserve(m_dictionary->Count());
-  std::size_t at = 0;
-  m_dictionary->ForEach([&](std::string_view raw, const Value&) {
-    const bool inStep = at < records.size() && records[at].first == raw;
-    owners.push_back(inStep ? records[at].second : m_allConfigMonikers.Find(raw));
-    ++at;
-  });
-  return owners;
-}
-
-bool IncidentState::EveryKeyHasOwner() {
-  CreateDictionary();
-  const std::vector<const Value*> owners = OwnerRecords();
-  return std::find(owners.begin(), owners.end(), nullptr) == owners.end();
 }
 
 void IncidentState::RemoveRawKey(std::string_view rawKey) {

@@ -71,9 +71,9 @@ class IncidentState final : public Dispatchable<IncidentState>, public ErrorRepo
   // ownership of each dictionary entry, in insertion order. Keys compare ignoring case.
   ScriptingDictionary& AllConfigMonikers() noexcept { return m_allConfigMonikers; }
 
-  // True when every key of the dictionary has an ownership record: a load that replaces
-  // an item then needn't look its record up.
-  bool EveryKeyHasOwner();
+  // RemoveAll, and true when every key left has an ownership record for sure: a load
+  // that replaces an item then needn't look its record up.
+  bool RemoveAllCheckingOwners();
 
   // "MONIKER-KEY" for the normalised moniker and key.
   static std::string RawKey(std::string_view moniker, std::string_view key);
@@ -90,10 +90,6 @@ class IncidentState final : public Dispatchable<IncidentState>, public ErrorRepo
   void RemoveOwnedRawKey(std::string_view rawKey);
   // RemoveAll in one walk, when that is sure to do what removing key by key does.
   bool RemoveOwnedInOneWalk();
-  // The ownership record of each dictionary key in dictionary order, null where there is
-  // none. The two lists mostly hold their keys in the same order, so walking them side by
-  // side finds most records without a lookup.
-  std::vector<const Value*> OwnerRecords();
 
   std::unique_ptr<ScriptingDictionary> m_dictionary;
   ScriptingDictionary m_allConfigMonikers;

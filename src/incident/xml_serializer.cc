@@ -221,7 +221,7 @@ Value XMLSerializer::Load(std::shared_ptr<IncidentState>& incidentState, std::st
 void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_view monitorId) {
   if (!state) state = std::make_shared<IncidentState>();
   DateTimeConverter& converter = Converter();
-  state->RemoveAll();
+  const bool recorded = state->RemoveAllCheckingOwners();
 
   const std::string path = FilePath(monitorId);
   std::string content;
@@ -256,7 +256,6 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   // the dictionary is new to the records too, unless someone changed the dictionary
   // behind their back: only then is the record's lookup paid twice. A replaced key has
   // its record already when every key had one before the load.
-  const bool recorded = state->EveryKeyHasOwner();
   using PreparedKey = ScriptingDictionary::PreparedKey;
   auto store = [&](const PreparedKey& inDictionary, const PreparedKey& inOwners, std::string_view moniker,
                    Value value) {

@@ -250,6 +250,17 @@ void ScriptingDictionary::RenameKey(std::string_view key, std::string_view newKe
   m_index[Probe(entry.key, newHash)] = Slot{entryNumber, newHash};
 }
 
+bool ScriptingDictionary::Cursor::Next(std::string_view& key, const Value*& item) noexcept {
+  while (m_position < m_dictionary.m_used) {
+    const Entry& entry = m_dictionary.At(m_position++);
+    if (!entry.live) continue;
+    key = entry.key;
+    item = &entry.item;
+    return true;
+  }
+  return false;
+}
+
 std::vector<std::string> ScriptingDictionary::Keys() const {
   std::vector<std::string> keys;
   keys.reserve(Count());

@@ -84,6 +84,19 @@ class ScriptingDictionary {
   // (Text mode) is allowed.
   void RenameKey(std::string_view key, std::string_view newKey);
 
+  // Walks the items in insertion order one at a time, so that two dictionaries can be
+  // walked side by side. The dictionary must not change meanwhile.
+  class Cursor {
+   public:
+    explicit Cursor(const ScriptingDictionary& dictionary) noexcept : m_dictionary(dictionary) {}
+    // The next item; false at the end.
+    bool Next(std::string_view& key, const Value*& item) noexcept;
+
+   private:
+    const ScriptingDictionary& m_dictionary;
+    std::size_t m_position = 0;
+  };
+
   // Keys and items in insertion order.
   std::vector<std::string> Keys() const;
   std::vector<Value> Items() const;
