@@ -10,6 +10,7 @@
 //                        put in a reserved std::unordered_map: what any load that gives each
 //                        item its own strings can't go below (the state keeps two maps)
 //   ratio_floor_to_raw   that floor / the raw read
+//   ratio_to_floor       BM_Load only: the load / that floor
 // BM_Load/1 loads into a state that holds the file's items already (the engine's case:
 // every pass reloads its state, so the items are removed first); BM_Load/2 loads with a
 // log manager that drops every line, which prices the trace lines a load builds.
@@ -193,6 +194,7 @@ void BM_Load(benchmark::State& state) {
   state.counters["ms_raw"] = raw * 1e3 / n;
   state.counters["ms_floor"] = floor * 1e3 / n;
   state.counters["ratio_floor_to_raw"] = floor / raw;
+  state.counters["ratio_to_floor"] = load / floor;
   state.counters["file_mb"] = static_cast<double>(size) / 1e6;
 }
 

@@ -1,5 +1,7 @@
 #include "incident/incident_state.h"
 
+#include <algorithm>
+
 #include "contracts/error.h"
 #include "contracts/text.h"
 #include "platform/date_time_converter.h"
@@ -11,6 +13,12 @@ constexpr std::string_view kUtcSuffix = "UTC";
 
 bool StartsWithMv(std::string_view key) {
   return key.size() >= 2 && (key[0] == 'm' || key[0] == 'M') && (key[1] == 'v' || key[1] == 'V');
+}
+
+// What NormalizeKey leaves as it is.
+bool IsNormalized(std::string_view key) {
+  if (!key.empty() && (key.front() == ' ' || key.back() == ' ')) return false;
+  return std::none_of(key.begin(), key.end(), [](char c) { return c >= 'a' && c <= 'z'; });
 }
 
 bool EndsWithUtc(std::string_view key) {
@@ -177,10 +185,10 @@ std::vector<std::string> IncidentState::Keys() {
   Guard("IncidentState.Keys: ", [&] {
     CreateDictionary();
     const std::size_t length = m_normalizedMoniker.size();
-    m_dictionary->ForEach([&](const std::string& raw, const Value&) {
+    m_dictionary->ForEach([&](std::string_view raw, const Value&) {
       if (raw.find('-') != length) return;
-      if (NormalizeKey(std::string_view(raw).substr(0, length)) != m_normalizedMoniker) return;
-      result.push_back(raw.substr(length + 1));
+      if (NormalizeKey(raw.substr(0, length)) != m_normalizedMoniker) return;
+      result.emplace_back(raw.substr(length + 1));
     });
   });
   return result;
@@ -195,7 +203,7 @@ int32_t IncidentState::Count() {
     const std::size_t positions = m_dictionary->Count();
     std::size_t position = 0;
     int32_t owned = 0;
-    m_allConfigMonikers.ForEach([&](const std::string&, const Value& moniker) {
+    m_allConfigMonikers.ForEach([&](std::string_view, const Value& moniker) {
       if (position++ >= positions) return;
       const std::string* text = moniker.AsString();
       if (text && EqualsNoCase(TrimBlanks(*text), m_normalizedMoniker)) ++owned;
@@ -230,11 +238,53 @@ void IncidentState::Remove(std::string_view key) {
   });
 }
 
-void IncidentState::RemoveAll() {
+void IncidentState::RemoveAll() { RemoveAllCheckingOwners(); }
+
+bool IncidentState::RemoveAllCheckingOwners() {
+  bool whole = false;
   Guard("IncidentState.RemoveAll: ", [&] {
     CreateDictionary();
+    whole = RemoveOwnedInOneWalk();
+    if (whole) return;
     for (const std::string& raw : m_dictionary->Keys()) Remove(raw);
   });
+  return whole;
+}
+
+// Removing key by key takes exactly the entries the current moniker owns when every key
+// is normalised and has a text ownership record: each key's own removal takes it if it is
+// owned, and whatever else a removal reaches (the key under the moniker's prefix, a date's
+// twin) goes only if owned too. Nothing can fail then, so the owned entries go in one
+// walk. Otherwise nothing changes and the answer is false.
+bool IncidentState::RemoveOwnedInOneWalk() {
+  std::vector<char> doomed;
+  doomed.reserve(m_dictionary->Count());
+  bool clean = true;
+  // The records are kept in the order their keys were added, as the dictionary is: walked
+  // side by side, the two agree, and only a key out of step is looked up.
+  ScriptingDictionary::Cursor records(m_allConfigMonikers);
+  m_dictionary->ForEach([&](std::string_view raw, const Value&) {
+    std::string_view recordKey;
+    const Value* owner = nullptr;
+    if (!records.Next(recordKey, owner) || recordKey != raw) owner = m_allConfigMonikers.Find(raw);
+    const std::string* moniker = owner ? owner->AsString() : nullptr;
+    if (!clean || moniker == nullptr || !IsNormalized(raw)) {
+      clean = false;
+      return;
+    }
+    doomed.push_back(EqualsNoCase(TrimBlanks(*moniker), m_normalizedMoniker));
+  });
+  if (!clean) return false;
+  if (std::find(doomed.begin(), doomed.end(), true) == doomed.end()) return true;
+  m_allConfigMonikers.RemoveIf([&](std::string_view raw, const Value& owner) {
+    const std::string* moniker = owner.AsString();
+    // The records compare ignoring case, the dictionary's keys are upper case.
+    return moniker && EqualsNoCase(TrimBlanks(*moniker), m_normalizedMoniker) &&
+           m_dictionary->Exists(IsNormalized(raw) ? raw : UpperAscii(raw));
+  });
+  std::size_t position = 0;
+  m_dictionary->RemoveIf([&](std::string_view, const Value&) { return doomed[position++] != 0; });
+  return true;
 }
 
 void IncidentState::RemoveRawKey(std::string_view rawKey) {

@@ -71,6 +71,10 @@ class IncidentState final : public Dispatchable<IncidentState>, public ErrorRepo
   // ownership of each dictionary entry, in insertion order. Keys compare ignoring case.
   ScriptingDictionary& AllConfigMonikers() noexcept { return m_allConfigMonikers; }
 
+  // RemoveAll, and true when every key left has an ownership record for sure: a load
+  // that replaces an item then needn't look its record up.
+  bool RemoveAllCheckingOwners();
+
   // "MONIKER-KEY" for the normalised moniker and key.
   static std::string RawKey(std::string_view moniker, std::string_view key);
 
@@ -84,6 +88,8 @@ class IncidentState final : public Dispatchable<IncidentState>, public ErrorRepo
   // record, as a keyed list does for a missing key.
   bool OwnedByCurrentMoniker(std::string_view rawKey) const;
   void RemoveOwnedRawKey(std::string_view rawKey);
+  // RemoveAll in one walk, when that is sure to do what removing key by key does.
+  bool RemoveOwnedInOneWalk();
 
   std::unique_ptr<ScriptingDictionary> m_dictionary;
   ScriptingDictionary m_allConfigMonikers;

@@ -1,8 +1,10 @@
 #include "incident/xml_serializer.h"
 
+#include <algorithm>
 #include <cstring>
 #include <initializer_list>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "contracts/error.h"
 #include "contracts/text.h"
@@ -54,6 +56,10 @@ class ConfigFilter {
       m_upperText += '-';
     }
     if (configs.empty()) m_upperText = "-";
+    // Each piece of the text between dashes is followed by one.
+    for (std::size_t start = 0, dash; (dash = m_upperText.find('-', start)) != std::string::npos; start = dash + 1) {
+      m_pieces.emplace(m_upperText, start, dash - start);
+    }
   }
 
   // The prefix ends in its "-". A substring test, as it has always been: "PU1-" passes
@@ -65,7 +71,11 @@ class ConfigFilter {
     if (found != m_memo.end()) {
       result = found->second;
     } else {
-      result = EqualsNoCase(prefix, "MVGLOBAL-") || m_upperText.find(UpperAscii(prefix)) != std::string::npos;
+      // A prefix holds one dash, at its end: one that names a whole piece occurs, and
+      // only the others need the search through the text.
+      const std::string upper = UpperAscii(prefix);
+      result = EqualsNoCase(prefix, "MVGLOBAL-") || m_pieces.count(upper.substr(0, upper.size() - 1)) != 0 ||
+               m_upperText.find(upper) != std::string::npos;
       m_memo.emplace(std::string(prefix), result);
     }
     m_lastPrefix.assign(prefix);
@@ -79,6 +89,7 @@ class ConfigFilter {
     std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
   };
   std::string m_upperText;
+  std::unordered_set<std::string> m_pieces;
   std::unordered_map<std::string, bool, Hash, std::equal_to<>> m_memo;
   std::string m_lastPrefix{"\n"};  // matches no prefix
   bool m_lastResult = false;
@@ -87,7 +98,7 @@ class ConfigFilter {
 // The room the text of a save will need, so it is built without regrowing.
 std::size_t EstimateSize(const ScriptingDictionary& dictionary) {
   std::size_t size = 0;
-  dictionary.ForEach([&](const std::string& key, const Value& value) {
+  dictionary.ForEach([&](std::string_view key, const Value& value) {
     const std::string* text = value.AsString();
     size += key.size() + (text ? text->size() : 24) + 3;
   });
@@ -141,10 +152,10 @@ void XMLSerializer::SaveBody(IncidentState& state, std::string_view monitorId) {
   StringBuilder text(EstimateSize(dictionary));
   DateTimeConverter::TextBuffer dateText;
   std::vector<std::string> foreign;  // keys of configurations no longer in force
-  dictionary.ForEach([&](const std::string& key, const Value& value) {
+  dictionary.ForEach([&](std::string_view key, const Value& value) {
     const std::size_t dash = key.find('-');
-    if (dash == std::string::npos || !filter.Belongs(std::string_view(key).substr(0, dash + 1))) {
-      foreign.push_back(key);
+    if (dash == std::string::npos || !filter.Belongs(key.substr(0, dash + 1))) {
+      foreign.emplace_back(key);
       return;
     }
     if (IsDate(value)) {
@@ -179,7 +190,7 @@ Value XMLSerializer::Load(std::shared_ptr<IncidentState>& incidentState, std::st
 void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_view monitorId) {
   if (!state) state = std::make_shared<IncidentState>();
   DateTimeConverter& converter = Converter();
-  state->RemoveAll();
+  const bool recorded = state->RemoveAllCheckingOwners();
 
   const std::string path = FilePath(monitorId);
   const std::optional<std::string> file =
@@ -197,19 +208,29 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   };
   ScriptingDictionary& dictionary = state->Dictionary();
   ScriptingDictionary& owners = state->AllConfigMonikers();
+  // Room for every line at once: the index isn't rebuilt again and again as it fills.
+  const auto lineCount = static_cast<std::size_t>(std::count(content.begin(), content.end(), '\n'));
+  dictionary.Reserve(lineCount);
+  owners.Reserve(lineCount);
   // Adds or replaces the item and records its owner unless one is recorded. A key new to
   // the dictionary is new to the records too, unless someone changed the dictionary
-  // behind their back: only then is the record's lookup paid twice.
-  auto store = [&](std::string_view rawKey, std::string_view moniker, Value value) {
-    if (dictionary.SetItem(rawKey, std::move(value))) {
+  // behind their back: only then is the record's lookup paid twice. A replaced key has
+  // its record already when every key had one before the load.
+  using PreparedKey = ScriptingDictionary::PreparedKey;
+  auto store = [&](const PreparedKey& inDictionary, const PreparedKey& inOwners, std::string_view moniker,
+                   Value value) {
+    if (dictionary.SetItem(inDictionary, std::move(value))) {
       try {
-        owners.Add(rawKey, Value(moniker));
+        owners.Add(inOwners, Value(moniker));
       } catch (const Error&) {
         // recorded already: the first record stands
       }
-    } else if (!owners.Exists(rawKey)) {
-      owners.Add(rawKey, Value(moniker));
+    } else if (!recorded && !owners.Exists(inOwners)) {
+      owners.Add(inOwners, Value(moniker));
     }
+  };
+  auto storeTwin = [&](std::string_view rawKey, std::string_view moniker, Value value) {
+    store(dictionary.Prepare(rawKey), owners.Prepare(rawKey), moniker, std::move(value));
   };
 
   // A last line without its end and lines without a moniker are allowed by the format:
@@ -223,7 +244,20 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   std::string_view line;
   std::size_t dropped = 0, firstDropped = 0;
   std::string unescaped;  // only values that held a line end are copied before storing
+  // One line ahead: its key is prepared while this line is stored.
+  LineReader ahead(content);
+  PreparedKey nextInDictionary, nextInOwners;
+  auto prepareAhead = [&] {
+    std::string_view next;
+    if (!ahead.Next(next)) return;
+    const std::string_view nextKey = next.substr(0, next.find('='));
+    nextInDictionary = dictionary.Prepare(nextKey);
+    nextInOwners = owners.Prepare(nextKey);
+  };
+  prepareAhead();
   while (lines.Next(line)) {
+    const PreparedKey inDictionary = nextInDictionary, inOwners = nextInOwners;
+    prepareAhead();
     if (line == kHeaderLine) continue;
     const std::size_t equals = line.find('=');
     const std::string_view key = line.substr(0, equals);
@@ -263,17 +297,17 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
     }
     if (log) trace({"Adding ", key, " to state collection."});
     const std::string_view moniker = key.substr(0, dash);
-    store(key, moniker, date ? Value(std::move(dateText)) : Value(value));
+    store(inDictionary, inOwners, moniker, date ? Value(std::move(dateText)) : Value(value));
     if (log) trace({"Split date = ", split ? "True" : "False"});
     if (!split) continue;
     if (EndsWithUtc(key)) {
       const std::string_view base = key.substr(0, key.size() - kUtcSuffix.size());
       if (log) trace({"UTC date. Adding Local variant - ", base});
-      store(base, moniker, Value(converter.UtcToLocal(*date)));
+      storeTwin(base, moniker, Value(converter.UtcToLocal(*date)));
     } else {
       const std::string utcKey = std::string(key) + std::string(kUtcSuffix);
       if (log) trace({"Local date. Adding UTC variant - ", utcKey});
-      store(utcKey, moniker, Value(converter.LocalToUtc(*date)));
+      storeTwin(utcKey, moniker, Value(converter.LocalToUtc(*date)));
     }
   }
 

@@ -14,10 +14,26 @@
 
 namespace korad {
 
+// What tells one version of a file from another without reading it. Two stamps of one
+// path with the same identity, size and times mean the same content only when the
+// earlier one was `settled`: a change within the same tick of the file system's clock
+// may leave size and times as they were. A file system that can't tell leaves the
+// identity zero and `settled` false.
+struct FileStamp {
+  uint64_t device = 0;
+  uint64_t inode = 0;
+  int64_t modifiedNanos = 0;
+  int64_t changedNanos = 0;  // the status change time: unlike mtime, no one can set it back
+  bool settled = false;
+
+  bool HasIdentity() const { return device != 0 || inode != 0; }
+};
+
 struct FileInfo {
   bool isDirectory = false;
   int64_t size = 0;
   OleDate modifiedUtc;  // last write time, UTC
+  FileStamp stamp;
 };
 
 class FileSystem {

@@ -85,6 +85,7 @@ IniDocument IniDocument::Parse(std::string_view text) {
         MakeLine(std::string(text.substr(pos, end - pos)), std::move(ending), pos == 0));
     pos = newline == std::string_view::npos ? text.size() : newline + 1;
   }
+  document.Reindex();
   return document;
 }
 
@@ -94,16 +95,7 @@ std::string IniDocument::Serialize() const {
   return text;
 }
 
-std::vector<std::string> IniDocument::SectionNames() const {
-  std::vector<std::string> names;
-  for (const Line& line : m_lines) {
-    if (line.kind != Kind::kSection) continue;
-    bool seen = std::any_of(names.begin(), names.end(),
-                            [&](const std::string& name) { return EqualsNoCase(name, line.name); });
-    if (!seen) names.push_back(line.name);
-  }
-  return names;
-}
+std::vector<std::string> IniDocument::SectionNames() const { return m_sectionNames; }
 
 std::optional<std::vector<std::string>> IniDocument::SectionLines(std::string_view section) const {
   std::vector<Range> ranges = SectionRanges(section);
@@ -159,8 +151,10 @@ bool IniDocument::DeleteKey(std::string_view section, std::string_view key) {
       if (m_lines[i].kind == Kind::kKey && EqualsNoCase(m_lines[i].name, key)) doomed.push_back(i);
     }
   }
+  if (doomed.empty()) return false;
   for (auto it = doomed.rbegin(); it != doomed.rend(); ++it) m_lines.erase(m_lines.begin() + *it);
-  return !doomed.empty();
+  Reindex();
+  return true;
 }
 
 bool IniDocument::DeleteSection(std::string_view section) {
@@ -193,13 +187,21 @@ bool IniDocument::ReplaceSection(std::string_view section, const std::vector<std
 }
 
 std::vector<IniDocument::Range> IniDocument::SectionRanges(std::string_view section) const {
-  std::vector<Range> ranges;
+  auto found = m_sections.find(UpperAscii(section));
+  return found == m_sections.end() ? std::vector<Range>{} : found->second;
+}
+
+void IniDocument::Reindex() {
+  m_sections.clear();
+  m_sectionNames.clear();
+  std::vector<Range>* open = nullptr;
   for (size_t i = 0; i < m_lines.size(); ++i) {
     if (m_lines[i].kind != Kind::kSection) continue;
-    if (!ranges.empty() && ranges.back().second == m_lines.size()) ranges.back().second = i;
-    if (EqualsNoCase(m_lines[i].name, section)) ranges.emplace_back(i, m_lines.size());
+    if (open) open->back().second = i;
+    open = &m_sections[UpperAscii(m_lines[i].name)];
+    if (open->empty()) m_sectionNames.push_back(m_lines[i].name);
+    open->emplace_back(i, m_lines.size());
   }
-  return ranges;
 }
 
 std::optional<size_t> IniDocument::FindKey(Range range, std::string_view key) const {
@@ -225,12 +227,15 @@ void IniDocument::InsertLines(size_t at, std::vector<std::string> texts) {
   for (std::string& text : texts) added.push_back(MakeLine(std::move(text), m_newline));
   m_lines.insert(m_lines.begin() + at, std::make_move_iterator(added.begin()),
                  std::make_move_iterator(added.end()));
+  Reindex();
 }
 
 void IniDocument::EraseRanges(const std::vector<Range>& ranges) {
+  if (ranges.empty()) return;
   for (auto it = ranges.rbegin(); it != ranges.rend(); ++it) {
     m_lines.erase(m_lines.begin() + it->first, m_lines.begin() + it->second);
   }
+  Reindex();
 }
 
 }  // namespace korad

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -63,9 +64,15 @@ class IniDocument {
   size_t InsertionPoint(Range range) const;
   void InsertLines(size_t at, std::vector<std::string> texts);
   void EraseRanges(const std::vector<Range>& ranges);
+  // Rebuilds the section index after the lines changed.
+  void Reindex();
 
   std::vector<Line> m_lines;
   std::string m_newline = "\r\n";
+  // The ranges of each section by upper-cased name, and the names in file order: a
+  // reader of one section doesn't walk the whole file.
+  std::unordered_map<std::string, std::vector<Range>> m_sections;
+  std::vector<std::string> m_sectionNames;
 };
 
 }  // namespace korad

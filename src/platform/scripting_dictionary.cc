@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "contracts/error.h"
@@ -114,7 +115,7 @@ void ScriptingDictionary::Rebuild(std::size_t slots) {
 ScriptingDictionary::Entry& ScriptingDictionary::Append(std::size_t slot, std::string_view key, uint32_t hash,
                                                         Value item) {
   Entry& entry = At(m_used);
-  entry.key.assign(key);  // the only step that can fail, and it changes nothing visible
+  entry.key = m_keys.Store(key);  // the only step that can fail, and it changes nothing visible
   entry.item = std::move(item);
   entry.hash = hash;
   entry.live = true;
@@ -146,12 +147,14 @@ void ScriptingDictionary::SetCompareMode(CompareMode mode) {
   m_mode = mode;
 }
 
-void ScriptingDictionary::Add(std::string_view key, Value item) {
+void ScriptingDictionary::Add(std::string_view key, Value item) { Add(Hashed(key), std::move(item)); }
+
+void ScriptingDictionary::Add(const PreparedKey& key, Value item) {
   MakeRoom(1);
-  const uint32_t hash = Hash(key);
-  const std::size_t slot = Probe(key, hash);
+  const uint32_t hash = HashOf(key);
+  const std::size_t slot = Probe(key.key, hash);
   if (m_index[slot].entry != 0) RaiseRuntimeError(kErrDuplicateKey);
-  Append(slot, key, hash, std::move(item));
+  Append(slot, key.key, hash, std::move(item));
 }
 
 Value& ScriptingDictionary::Item(std::string_view key) {
@@ -172,15 +175,17 @@ Value* ScriptingDictionary::Find(std::string_view key) {
   return entry ? &entry->item : nullptr;
 }
 
-bool ScriptingDictionary::SetItem(std::string_view key, Value item) {
+bool ScriptingDictionary::SetItem(std::string_view key, Value item) { return SetItem(Hashed(key), std::move(item)); }
+
+bool ScriptingDictionary::SetItem(const PreparedKey& key, Value item) {
   MakeRoom(1);
-  const uint32_t hash = Hash(key);
-  const std::size_t slot = Probe(key, hash);
+  const uint32_t hash = HashOf(key);
+  const std::size_t slot = Probe(key.key, hash);
   if (m_index[slot].entry != 0) {
     At(m_index[slot].entry - 1).item = std::move(item);
     return false;
   }
-  Append(slot, key, hash, std::move(item));
+  Append(slot, key.key, hash, std::move(item));
   return true;
 }
 
@@ -195,7 +200,7 @@ void ScriptingDictionary::Remove(std::string_view key) {
   // Let go of the item now: it may be an object that others wait to see released.
   Value released = std::move(entry.item);
   entry.item = Value();
-  entry.key = std::string();
+  entry.key = {};
   // Removed entries at the end go at once; those before wait for a compaction.
   while (m_used > 0 && !At(m_used - 1).live) {
     --m_used;
@@ -208,10 +213,26 @@ void ScriptingDictionary::RemoveAll() noexcept {
   // The items are released after the dictionary is consistent again: releasing an object
   // may run code that looks at it.
   std::vector<std::unique_ptr<Entry[]>> released = std::move(m_chunks);
+  TextPool releasedKeys = std::move(m_keys);
+  m_keys.Clear();
   m_chunks.clear();
   m_index = std::vector<Slot>();
   m_used = 0;
   m_dead = 0;
+}
+
+ScriptingDictionary::PreparedKey ScriptingDictionary::Prepare(std::string_view key) const noexcept {
+  PreparedKey prepared = Hashed(key);
+  if (!m_index.empty()) __builtin_prefetch(&m_index[prepared.hash & (m_index.size() - 1)]);
+  return prepared;
+}
+
+bool ScriptingDictionary::Exists(const PreparedKey& key) const {
+  return !m_index.empty() && m_index[Probe(key.key, HashOf(key))].entry != 0;
+}
+
+void ScriptingDictionary::Reserve(std::size_t count) {
+  if (count > Count()) MakeRoom(count - Count());
 }
 
 void ScriptingDictionary::RenameKey(std::string_view key, std::string_view newKey) {
@@ -222,24 +243,35 @@ void ScriptingDictionary::RenameKey(std::string_view key, std::string_view newKe
   const uint32_t newHash = Hash(newKey);
   if (!Equal(key, newKey) && m_index[Probe(newKey, newHash)].entry != 0) RaiseRuntimeError(kErrDuplicateKey);
   Entry& entry = At(entryNumber - 1);
-  std::string spelled(newKey);  // newKey may view the entry's own key
+  const std::string_view spelled = m_keys.Store(newKey);
   EraseSlot(slot);
-  entry.key = std::move(spelled);
+  entry.key = spelled;
   entry.hash = newHash;
   m_index[Probe(entry.key, newHash)] = Slot{entryNumber, newHash};
+}
+
+bool ScriptingDictionary::Cursor::Next(std::string_view& key, const Value*& item) noexcept {
+  while (m_position < m_dictionary.m_used) {
+    const Entry& entry = m_dictionary.At(m_position++);
+    if (!entry.live) continue;
+    key = entry.key;
+    item = &entry.item;
+    return true;
+  }
+  return false;
 }
 
 std::vector<std::string> ScriptingDictionary::Keys() const {
   std::vector<std::string> keys;
   keys.reserve(Count());
-  ForEach([&](const std::string& key, const Value&) { keys.push_back(key); });
+  ForEach([&](std::string_view key, const Value&) { keys.emplace_back(key); });
   return keys;
 }
 
 std::vector<Value> ScriptingDictionary::Items() const {
   std::vector<Value> items;
   items.reserve(Count());
-  ForEach([&](const std::string&, const Value& item) { items.push_back(item); });
+  ForEach([&](std::string_view, const Value& item) { items.push_back(item); });
   return items;
 }
 
@@ -258,6 +290,20 @@ void ScriptingDictionary::Compact() {
   }
   m_used = write;
   m_dead = 0;
+  std::size_t liveBytes = 0;
+  for (std::size_t position = 0; position < m_used; ++position) liveBytes += At(position).key.size();
+  if (m_keys.Size() > 2 * liveBytes + 4096) {
+    // Copied first and switched after: a failed allocation leaves the old pool in use.
+    try {
+      TextPool keys;
+      std::vector<std::string_view> copies;
+      copies.reserve(m_used);
+      for (std::size_t position = 0; position < m_used; ++position) copies.push_back(keys.Store(At(position).key));
+      for (std::size_t position = 0; position < m_used; ++position) At(position).key = copies[position];
+      m_keys = std::move(keys);
+    } catch (const std::bad_alloc&) {
+    }
+  }
   while (!m_chunks.empty() && kFirstChunk * ((std::size_t{1} << (m_chunks.size() - 1)) - 1) >= m_used) {
     m_chunks.pop_back();
   }

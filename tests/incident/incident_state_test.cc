@@ -89,8 +89,16 @@ TEST_F(IncidentStateTest, EachMonikerSeesItsOwnKeys) {
   m_state.SetConfigMoniker("CPU1");
   EXPECT_EQ(m_state.Count(), 2);
   EXPECT_EQ(m_state.Item("Load"), Value(int32_t{1}));
+  // RemoveAll takes the moniker's dates with their twins and a key that repeats the
+  // moniker's prefix, and keeps the others in their order.
+  m_state.Add("Seen", Value(*OleDate::FromCivil(2024, 3, 5, 10, 0, 0)));
+  m_state.Add("CPU1-Spare", Value("x"));
+  m_state.SetConfigMoniker("Disk");
+  m_state.Add("Free", Value(int32_t{3}));
+  m_state.SetConfigMoniker("CPU1");
   m_state.RemoveAll();
-  EXPECT_EQ(RawKeys(), std::vector<std::string>{"DISK-LOAD"});
+  EXPECT_EQ(RawKeys(), (std::vector<std::string>{"DISK-LOAD", "DISK-FREE"}));
+  EXPECT_EQ(m_state.AllConfigMonikers().Count(), 2u);
 
   // A blank moniker is the global one.
   m_state.SetConfigMoniker("  ");

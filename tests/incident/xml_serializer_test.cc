@@ -176,6 +176,16 @@ TEST_F(XMLSerializerTest, AMissingFileIsAFirstRunAndLoadReplacesOnlyTheCurrentMo
   m_serializer->Load(state, "Nothing");
   EXPECT_EQ(state->Dictionary().Keys(), std::vector<std::string>{"CPU1-OLD"});
   EXPECT_TRUE(Errors().empty());
+
+  // A key put into the dictionary without an ownership record gets one when a load
+  // replaces its value.
+  state->Dictionary().Add("NET-UP", Value("0"));
+  testing::WriteWholeFile(SerializePath("Net.SER"), "CPU1-OLD=3\r\nNET-UP=1\r\n");
+  m_serializer->Load(state, "Net");
+  const Value* owner = state->AllConfigMonikers().Find("NET-UP");
+  ASSERT_NE(owner, nullptr);
+  EXPECT_EQ(*owner, Value("NET"));
+  EXPECT_EQ(*state->Dictionary().Find("CPU1-OLD"), Value("3"));
 }
 
 TEST_F(XMLSerializerTest, AFileThatCannotBeReadIsReportedTwice) {

@@ -1,6 +1,6 @@
-// Writers of one ini file in several threads and processes at once: each rewrite reads
-// the file, changes it and renames a new one over it, so without the lock a writer would
-// rename away what another had just added.
+// Writers of one ini file in several threads and processes at once, and a reader: each
+// rewrite reads the file, changes it and renames a new one over it, so without the lock a
+// writer would rename away what another had just added.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -69,10 +69,26 @@ TEST(ProfileConcurrencyTest, TwoThreadsAndTwoProcessesWritingTheirOwnSectionsLos
       threadFailures += WriteOwnSection(section, ini);
     });
   }
+  // A reader meanwhile, sharing the parsed file with the writers of its process: what
+  // it sees of a section only ever grows.
+  std::atomic<bool> writing{true};
+  std::atomic<int> shrinks{0};
+  std::thread reader([&] {
+    start.wait();
+    size_t seen = 0;
+    while (writing) {
+      const size_t lines = GetPrivateProfileSection("T1", ini).value_or(std::vector<std::string>{}).size();
+      if (lines < seen) ++shrinks;
+      seen = lines;
+    }
+  });
   ::close(go[1]);
   start.count_down();
 
   for (std::thread& thread : threads) thread.join();
+  writing = false;
+  reader.join();
+  EXPECT_EQ(shrinks.load(), 0);
   for (pid_t child : children) {
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);

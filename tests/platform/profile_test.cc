@@ -5,6 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <thread>
 
 #include "platform/file_system.h"
 #include "platform/linux/profile_store.h"
@@ -99,6 +103,32 @@ TEST_F(ProfileTest, AMissingFileReadsAsEmptyAndIsCreatedByTheFirstWrite) {
   EXPECT_FALSE(WritePrivateProfileString("S", "K", "V", m_home / "NoFolder/x.ini"));
   EXPECT_EQ(errno, ENOENT);
   EXPECT_FALSE(m_fs->Exists(m_home / "NoFolder"));
+}
+
+// Readers share a parsed copy of each file; whatever changes the file, the next read sees it.
+TEST_F(ProfileTest, AReadSeesTheChangesOfEveryOtherWriter) {
+  auto limit = [&] { return GetPrivateProfileString("Disk", "Limit", "", m_ini); };
+  m_fs->WriteFileAtomic(m_ini, "[Disk]\r\nLimit=10\r\n");
+  // As a configuration file between passes: its last change is long enough ago that
+  // its size and times alone tell whether it changed.
+  std::this_thread::sleep_for(std::chrono::milliseconds(250));
+  EXPECT_EQ(limit(), "10");
+
+  // Another program writing in place, within the same second and with the same size,
+  // and again before the file's times could tell the two writes apart.
+  for (const char* value : {"20", "30"}) {
+    std::ofstream(m_ini, std::ios::binary | std::ios::trunc) << "[Disk]\r\nLimit=" << value << "\r\n";
+    EXPECT_EQ(limit(), value);
+  }
+  // A file renamed over it.
+  std::ofstream(m_ini + ".new", std::ios::binary) << "[Disk]\r\nLimit=40\r\n";
+  std::filesystem::rename(m_ini + ".new", m_ini);
+  EXPECT_EQ(limit(), "40");
+  // A writer that spells the name otherwise, and one that removes the file.
+  EXPECT_TRUE(WritePrivateProfileString("DISK", "limit", "50", m_home.Path() + "\\bin\\mvagent.INI"));
+  EXPECT_EQ(limit(), "50");
+  m_fs->RemoveFile(m_ini);
+  EXPECT_EQ(limit(), "");
 }
 
 TEST_F(ProfileTest, AFullDiskDuringAWriteLeavesThePreviousFileWhole) {

@@ -220,7 +220,17 @@ TEST(ScriptingDictionary, AgreesWithAPlainListUnderRandomChanges) {
     const std::string key = randomKey();
     const int found = findModel(key);
     const auto value = static_cast<int32_t>(step);
-    switch (next(5)) {
+    switch (next(6)) {
+      case 5:
+        if (step % 50 == 0) {  // a bulk removal now and then
+          const std::size_t removed =
+              dict.RemoveIf([&](std::string_view k, const Value&) { return k.back() == key.back(); });
+          const auto kept = std::remove_if(model.begin(), model.end(),
+                                           [&](const auto& entry) { return entry.key.back() == key.back(); });
+          ASSERT_EQ(removed, static_cast<std::size_t>(model.end() - kept));
+          model.erase(kept, model.end());
+        }
+        break;
       case 0:
       case 1:
         if (found < 0) {

@@ -2,14 +2,14 @@
 
 #include <dirent.h>
 #include <sys/stat.h>
-#include <time.h>
+
+#include <cerrno>
 
 #include "contracts/text.h"
+#include "platform/linux/change_time.h"
 
 namespace korad {
 namespace {
-
-int64_t Nanos(const struct timespec& t) { return static_cast<int64_t>(t.tv_sec) * 1000000000 + t.tv_nsec; }
 
 std::optional<std::string> Match(const std::vector<std::string>& names, std::string_view name) {
   const std::string* best = nullptr;
@@ -32,32 +32,42 @@ bool ReadNames(const char* folder, std::vector<std::string>& names) {
 
 std::optional<std::string> FolderNameCache::Find(const std::string& folder, std::string_view name,
                                                  bool* folderExists) {
+  std::shared_ptr<const std::vector<std::string>> names = Names(folder, folderExists);
+  if (!names) return std::nullopt;
+  return Match(*names, name);
+}
+
+std::shared_ptr<const std::vector<std::string>> FolderNameCache::Names(const std::string& folder,
+                                                                       bool* folderExists) {
   const char* where = folder.empty() ? "." : folder.c_str();
+  const int64_t now = RealTimeNanos();
   struct stat st;
-  bool exists = ::stat(where, &st) == 0 && S_ISDIR(st.st_mode);
+  bool exists = ::stat(where, &st) == 0;
+  if (exists && !S_ISDIR(st.st_mode)) {
+    exists = false;
+    errno = ENOTDIR;
+  }
   if (folderExists) *folderExists = exists;
-  if (!exists) return std::nullopt;
+  if (!exists) return nullptr;
   const int64_t changed = Nanos(st.st_ctim);
   {
     std::lock_guard lock(m_mutex);
     auto it = m_listings.find(folder);
     if (it != m_listings.end() && it->second.device == st.st_dev && it->second.inode == st.st_ino &&
         it->second.changedNanos == changed) {
-      return Match(it->second.names, name);
+      return it->second.names;
     }
   }
 
-  struct timespec now;
-  ::clock_gettime(CLOCK_REALTIME, &now);
-  std::vector<std::string> names;
-  if (!ReadNames(where, names)) return std::nullopt;
-  std::optional<std::string> found = Match(names, name);
-  if (Nanos(now) - changed >= m_trustAfterNanos) {
+  auto names = std::make_shared<std::vector<std::string>>();
+  if (!ReadNames(where, *names)) return nullptr;
+  const bool trusted = m_trustAfterNanos ? now - changed >= *m_trustAfterNanos : ChangeTimeSettled(st, now);
+  if (trusted) {
     std::lock_guard lock(m_mutex);
     if (m_listings.size() >= kMaxFolders) m_listings.clear();
-    m_listings[folder] = Listing{st.st_dev, st.st_ino, changed, std::move(names)};
+    m_listings[folder] = Listing{st.st_dev, st.st_ino, changed, names};
   }
-  return found;
+  return names;
 }
 
 }  // namespace korad

@@ -15,6 +15,7 @@
 
 #include "contracts/text.h"
 #include "platform/file_system.h"
+#include "platform/linux/change_time.h"
 #include "platform/linux/folder_name_cache.h"
 #include "platform/linux/locked_file.h"
 #include "platform/linux/posix_error.h"
@@ -83,6 +84,16 @@ struct timespec TimespecOf(OleDate utc) {
   return {static_cast<time_t>(seconds), static_cast<long>(rest * 1000000)};
 }
 
+FileStamp StampOf(const struct stat& st, int64_t nanosBeforeStat) {
+  FileStamp stamp;
+  stamp.device = static_cast<uint64_t>(st.st_dev);
+  stamp.inode = static_cast<uint64_t>(st.st_ino);
+  stamp.modifiedNanos = Nanos(st.st_mtim);
+  stamp.changedNanos = Nanos(st.st_ctim);
+  stamp.settled = ChangeTimeSettled(st, nanosBeforeStat);
+  return stamp;
+}
+
 bool NameOrder(const std::string& a, const std::string& b) {
   std::string la = LowerAscii(a), lb = LowerAscii(b);
   return la != lb ? la < lb : a < b;
@@ -109,6 +120,8 @@ class LinuxFileSystem final : public FileSystem {
 
   std::optional<FileInfo> Stat(std::string_view path) override {
     struct stat st;
+    // Taken first: a change after it can't carry an earlier time than this.
+    const int64_t before = RealTimeNanos();
     // One stat, and no allocation, when the name is written as it is: the idle tick of
     // every monitor asks this of its ini file.
     if (!StatAsWritten(path, st)) {
@@ -120,6 +133,7 @@ class LinuxFileSystem final : public FileSystem {
     info.isDirectory = S_ISDIR(st.st_mode);
     info.size = st.st_size;
     info.modifiedUtc = ModifiedTimeOf(st);
+    info.stamp = StampOf(st, before);
     return info;
   }
 
@@ -205,20 +219,26 @@ class LinuxFileSystem final : public FileSystem {
 
   std::vector<std::string> List(std::string_view folder, std::string_view mask) override {
     std::vector<std::string> names;
-    std::optional<std::string> resolved = Resolve(folder);
-    if (!resolved) return names;
-    std::string where = resolved->empty() ? "." : *resolved;
-    DIR* dir = ::opendir(where.c_str());
-    if (dir == nullptr) {
-      if (errno == ENOENT || errno == ENOTDIR) return names;
-      RaisePosixError("opendir", errno, where);
+    // The listing of the name lookups serves while the folder is unchanged: the engine
+    // asks for the same folders' merge files and markers once per configuration. A
+    // folder spelled as it is needs no resolving.
+    std::string where = NativePath(folder);
+    bool exists = false;
+    std::shared_ptr<const std::vector<std::string>> listing = m_names.Names(where, &exists);
+    if (!exists) {
+      std::optional<std::string> resolved = Resolve(folder);
+      if (!resolved) return names;
+      where = std::move(*resolved);
+      listing = m_names.Names(where);
     }
-    while (const struct dirent* entry = ::readdir(dir)) {
-      std::string_view name = entry->d_name;
+    if (!listing) {
+      if (errno == ENOENT || errno == ENOTDIR) return names;
+      RaisePosixError("opendir", errno, where.empty() ? "." : where);
+    }
+    for (std::string_view name : *listing) {
       if (name == "." || name == "..") continue;
       if (MatchesMask(name, mask)) names.emplace_back(name);
     }
-    ::closedir(dir);
     std::sort(names.begin(), names.end(), NameOrder);
     return names;
   }

@@ -53,28 +53,28 @@ bool Answer(Write write) {
 
 }  // namespace
 
-std::optional<IniDocument> ProfileStore::Load(std::string_view fileName) {
+ProfileCache::Document ProfileStore::Load(std::string_view fileName) {
   try {
-    return IniDocument::Parse(m_fileSystem.ReadFile(fileName));
+    return ProfileCache::OfProcess().Read(m_fileSystem, fileName);
   } catch (const Error&) {
-    return std::nullopt;
+    return nullptr;
   }
 }
 
 std::vector<std::string> ProfileStore::SectionNames(std::string_view fileName) {
-  std::optional<IniDocument> document = Load(fileName);
+  ProfileCache::Document document = Load(fileName);
   return document ? document->SectionNames() : std::vector<std::string>{};
 }
 
 std::optional<std::vector<std::string>> ProfileStore::Section(std::string_view section,
                                                               std::string_view fileName) {
-  std::optional<IniDocument> document = Load(fileName);
+  ProfileCache::Document document = Load(fileName);
   return document ? document->SectionLines(section) : std::nullopt;
 }
 
 std::optional<std::string> ProfileStore::GetString(std::string_view section, std::string_view key,
                                                    std::string_view fileName) {
-  std::optional<IniDocument> document = Load(fileName);
+  ProfileCache::Document document = Load(fileName);
   if (!document) return std::nullopt;
   std::optional<std::string> value = document->Value(section, key);
   if (!value) return std::nullopt;
@@ -100,15 +100,18 @@ void ProfileStore::Update(std::string_view fileName,
   FolderLock lock(FolderOf(m_fileSystem.ResolveForWrite(fileName)));
   // Resolved again under the lock: another writer may just have created the file.
   std::string path = m_fileSystem.ResolveForWrite(fileName);
-  std::optional<IniDocument> document;
+  ProfileCache& cache = ProfileCache::OfProcess();
+  IniDocument document;
   try {
-    document = IniDocument::Parse(m_fileSystem.ReadFile(path));
+    document = *cache.Read(m_fileSystem, path);
   } catch (const Error& error) {
     // A missing file starts empty; one that exists but can't be read must not be replaced.
     if (error.Number() != kErrFileNotFound) throw;
-    document = IniDocument();
   }
-  if (change(*document)) m_fileSystem.WriteFileAtomic(path, document->Serialize());
+  if (!change(document)) return;
+  std::string text = document.Serialize();
+  m_fileSystem.WriteFileAtomic(path, text);
+  cache.Written(m_fileSystem, path, std::make_shared<const IniDocument>(std::move(document)), std::move(text));
 }
 
 std::vector<std::string> GetPrivateProfileSectionNames(std::string_view fileName) {

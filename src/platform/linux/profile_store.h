@@ -10,6 +10,7 @@
 
 #include "platform/file_system.h"
 #include "platform/ini_document.h"
+#include "platform/profile_cache.h"
 
 namespace korad {
 
@@ -18,7 +19,8 @@ class ProfileStore {
   explicit ProfileStore(FileSystem& fileSystem) : m_fileSystem(fileSystem) {}
 
   // Readers take no lock: a writer replaces the file by a rename, so a reader sees the
-  // old text or the new one, whole. A file that can't be read reads as missing.
+  // old text or the new one, whole. A file that can't be read reads as missing. Readers
+  // and writers share the parsed files of the process (ProfileCache).
   std::vector<std::string> SectionNames(std::string_view fileName);
   std::optional<std::vector<std::string>> Section(std::string_view section, std::string_view fileName);
   // The value trimmed and out of its matching quotes; nullopt when missing.
@@ -34,7 +36,8 @@ class ProfileStore {
                     std::string_view fileName);
 
  private:
-  std::optional<IniDocument> Load(std::string_view fileName);
+  // The file's document, null when it is missing or can't be read.
+  ProfileCache::Document Load(std::string_view fileName);
   void Update(std::string_view fileName, const std::function<bool(IniDocument&)>& change);
 
   FileSystem& m_fileSystem;
