@@ -80,7 +80,8 @@ std::string ActionManager::ActionAttrValue(std::string_view key, Action& action)
   std::string result;
   Guard("ActionManager.ActionAttrValue: ", [&] {
     std::string name;
-    result = ValueText(AttributesFor(key, action, name), name);
+    Attributes& attributes = AttributesFor(key, action, name);
+    result = ValueText(attributes, name);
   });
   return result;
 }
@@ -88,7 +89,8 @@ std::string ActionManager::ActionAttrValue(std::string_view key, Action& action)
 void ActionManager::AddAttributeDefaultValue(std::string_view key, std::string_view value, Action& action) {
   Guard("ActionManager.AddAttributeDefaultValue: ", [&] {
     std::string name;
-    AttributesFor(key, action, name).Add(name, Value(value));
+    Attributes& attributes = AttributesFor(key, action, name);
+    attributes.Add(name, Value(value));
     action.AllAttributes()->Add(GetAttributeOnly(key), Value(value));
   });
 }

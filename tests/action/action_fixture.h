@@ -1,0 +1,170 @@
+// An ActionManager on a temporary agent home, with a test actor.
+//
+// What it gives a test:
+// - TempHome with BIN/ and ModuleConfigs/, and a FakeApplication (status 4) whose recording
+//   log writer receives every line the manager's LogManager writes in ModeMorvane.
+// - TestActor under kTestActorClassId: declares the rules in TestActorScript, records each
+//   call (keeping the Action it was given, so a test reads it after the run), answers
+//   with `response`, raises `raise`, or hands back a new logger.
+// - Message(): an action message built through an ObjectMap, as the server's are.
+//
+// Typical use:
+//   WriteIni("[TestActor]\nACTION.Command=default\n");
+//   Actor().attrRules = [](ValidationRules& r) { r.Add("ACTION.Command"); };
+//   auto manager = MakeManager();
+//   manager->PerformAction(Message({{"ACTION.Command", "ls"}}));
+//   EXPECT_EQ(Actor().calls.at(0).action->GetAttributes()->Count(), 1);
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "action/action.h"
+#include "action/action_classes.h"
+#include "action/action_manager.h"
+#include "action/active_event.h"
+#include "action/user.h"
+#include "contracts/class_registry.h"
+#include "foundation/configurations.h"
+#include "foundation/foundation_classes.h"
+#include "foundation/log_manager.h"
+#include "foundation/validation_rules.h"
+#include "platform/object_map.h"
+#include "platform/platform.h"
+#include "platform/platform_classes.h"
+#include "support/recording_log.h"
+#include "support/temp_folder.h"
+
+namespace korad::testing {
+
+inline constexpr std::string_view kTestActorClassId = "KORADevServices.Test.TestActor";
+inline constexpr const char* kSection = "TestActor";
+
+struct TestActorScript {
+  struct Call {
+    std::shared_ptr<Action> action;
+    std::shared_ptr<Configurations> configurations;
+    LogManagerRef logManager;
+  };
+  std::function<void(ValidationRules&)> configRules;
+  std::function<void(ValidationRules&)> attrRules;
+  std::string response = "done";
+  std::optional<std::string> raise;
+  bool replaceLogger = false;
+
+  std::vector<Call> calls;
+  int instancesCreated = 0;
+
+  void Reset() { *this = TestActorScript(); }
+  static TestActorScript& Current() {
+    static TestActorScript script;
+    return script;
+  }
+};
+
+class TestActor final : public Object, public IActor {
+ public:
+  std::string_view ClassId() const noexcept override { return kTestActorClassId; }
+  void PerformAction(const std::shared_ptr<Action>& action, const std::shared_ptr<Configurations>& configurations,
+                     LogManagerRef& logManager) override {
+    TestActorScript& script = TestActorScript::Current();
+    script.calls.push_back({action, configurations, logManager});
+    if (script.replaceLogger) logManager = CreateObjectAs<LogManager>(LogManager::kClassId);
+    if (script.raise) RaiseLibraryError(*script.raise);
+    action->SetResponse(script.response);
+  }
+  void SetValidationRules(const std::shared_ptr<ValidationRules>& configRules,
+                          const std::shared_ptr<ValidationRules>& attrRules) override {
+    TestActorScript& script = TestActorScript::Current();
+    if (script.configRules) script.configRules(*configRules);
+    if (script.attrRules) script.attrRules(*attrRules);
+  }
+};
+
+inline void RegisterActionTestClasses() {
+  static const bool done = [] {
+    ClassRegistry& registry = ClassRegistry::Global();
+    RegisterPlatformClasses(registry);
+    RegisterFoundationClasses(registry);
+    RegisterActionClasses(registry);
+    registry.Register(kTestActorClassId, [] {
+      ++TestActorScript::Current().instancesCreated;
+      return std::static_pointer_cast<Object>(std::make_shared<TestActor>());
+    });
+    return true;
+  }();
+  (void)done;
+}
+
+// An action message: the entries in order; a nested list of pairs makes a nested map.
+struct Entry {
+  std::string key;
+  Value value;
+};
+inline std::shared_ptr<ObjectMap> MessageMap(const std::vector<Entry>& entries) {
+  auto map = std::make_shared<ObjectMap>();
+  for (const Entry& entry : entries) map->Add(entry.key, entry.value);
+  return map;
+}
+inline std::string Message(const std::vector<Entry>& entries) { return MessageMap(entries)->Xml(); }
+
+class ActionTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { RegisterActionTestClasses(); }
+  void SetUp() override {
+    std::filesystem::create_directories(m_home / "BIN");
+    std::filesystem::create_directories(m_home / "ModuleConfigs");
+    Platform::Current().SetApplication(m_app);
+    Actor().Reset();
+    WriteIni(std::string("[") + kSection + "]\n");
+  }
+  void TearDown() override {
+    m_managers.clear();
+    Actor().Reset();
+    Platform::Current().SetApplication(nullptr);
+  }
+
+  TestActorScript& Actor() { return TestActorScript::Current(); }
+  void WriteIni(const std::string& text) { WriteBytes(m_home / (std::string("ModuleConfigs/") + kSection + ".INI"), text); }
+  std::shared_ptr<ActionManager> MakeManager(RunMode mode = ModeMorvane) {
+    auto manager = std::make_shared<ActionManager>();
+    manager->SetRunMode(mode);
+    manager->SetMyActorID(kTestActorClassId);
+    manager->SetConfigurationSection(kSection);
+    m_managers.push_back(manager);
+    return manager;
+  }
+  // The action the actor got in its last call.
+  Action& Seen() { return *Actor().calls.back().action; }
+  // Lines the manager wrote under `category` whose text contains `fragment`.
+  std::vector<LogLine> Logged(std::string_view fragment, std::string_view category = {}) const {
+    std::vector<LogLine> found;
+    for (const LogLine& line : m_app->Writer().Lines()) {
+      if (line.text.find(fragment) != std::string::npos && (category.empty() || line.category == category)) {
+        found.push_back(line);
+      }
+    }
+    return found;
+  }
+
+  TempHome m_home;
+  std::shared_ptr<FakeApplication> m_app = std::make_shared<FakeApplication>(m_home.Path());
+  std::vector<std::shared_ptr<ActionManager>> m_managers;
+};
+
+// The text of an attribute, or "<none>" when the collection has no such custom entry.
+inline std::string Text(Attributes& attributes, std::string_view key) {
+  for (const AttributeRef& attribute : attributes) {
+    if (EqualsNoCase(attribute->Key(), key)) return attribute->Value().ToText();
+  }
+  return "<none>";
+}
+
+}  // namespace korad::testing
