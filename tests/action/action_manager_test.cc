@@ -144,6 +144,15 @@ TEST_F(ActionTest, AStoppingAgentDropsTheActionAfterCreatingTheActor) {
   EXPECT_TRUE(Actor().calls.empty());
   EXPECT_EQ(Logged("Action XML received").size(), 1u);
   EXPECT_TRUE(Logged("Verifying Action ClassID").empty());
+
+  auto missing = MakeManager();
+  missing->SetMyActorID("KORADevServices.Test.NoSuchActor");
+  EXPECT_EQ(missing->PerformAction(Message({})), "");
+  EXPECT_EQ(Logged("ERROR: ActionManager.CreateActorObjects: Could not create the actor "
+                   "KORADevServices.Test.NoSuchActor. Please verify that the actor implements the IActor interface",
+                   "DevSvcErr")
+                .size(),
+            1u);
 }
 
 TEST_F(ActionTest, TheAuditLineNamesTheEventAndLeavesOutThePlumbing) {
