@@ -37,13 +37,10 @@ TEST_F(ActionTest, ABadMessageIsOneLoggedLineAndTheRequiredAttributeRefusesTheRu
 // made is finalised.
 TEST_F(ActionTest, MutatedMessagesNeverEscapeAsAnythingButAnError) {
   auto keyData = MessageMap({{"Disk", Value("C:")}, {"When", Value(*OleDate::FromCivil(2026, 3, 5, 14, 30, 0))}});
-  const std::string seed = Message({{"ACTION.Command", Value("ls -l")},
-                                    {"EVENT.Source", Value("Server1")},
-                                    {"EVENT.Priority", Value(int32_t{2})},
-                                    {"EVENT.KEYDATA", Value(ObjectRef(keyData))},
-                                    {"EVENT.LastIncidentOccurrence", Value(*OleDate::FromCivil(2026, 3, 5, 14, 0, 0))},
-                                    {"USER.Name", Value("bob & <alice>")},
-                                    {"Plain", Value(3.5)}});
+  const std::string seed = Message(
+      {{"ACTION.Command", Value("ls -l")}, {"EVENT.Source", Value("Server1")}, {"EVENT.Priority", Value(int32_t{2})},
+       {"EVENT.KEYDATA", Value(ObjectRef(keyData))}, {"EVENT.LastIncidentOccurrence", Value(*OleDate::FromCivil(2026, 3, 5, 14, 0, 0))},
+       {"USER.Name", Value("bob & <alice>")}, {"Plain", Value(3.5)}});
   auto manager = MakeManager();
   std::mt19937 random(20260305);
   auto below = [&](size_t n) { return n == 0 ? 0 : static_cast<size_t>(random() % n); };

@@ -1,29 +1,16 @@
-// An ActionManager on a temporary agent home, with a test actor.
-//
-// What it gives a test:
-// - TempHome with BIN/ and ModuleConfigs/, and a FakeApplication (status 4) whose recording
-//   log writer receives every line the manager's LogManager writes in ModeMorvane.
-// - TestActor under kTestActorClassId: declares the rules in TestActorScript, records each
-//   call (keeping the Action it was given, so a test reads it after the run), answers
-//   with `response`, raises `raise`, or hands back a new logger.
-// - Message(): an action message built through an ObjectMap, as the server's are.
-//
-// Typical use:
-//   WriteIni("[TestActor]\nACTION.Command=default\n");
-//   Actor().attrRules = [](ValidationRules& r) { r.Add("ACTION.Command"); };
-//   auto manager = MakeManager();
-//   manager->PerformAction(Message({{"ACTION.Command", "ls"}}));
-//   EXPECT_EQ(Actor().calls.at(0).action->GetAttributes()->Count(), 1);
+// An ActionManager on a temporary agent home (a FakeApplication, status 4, whose recording
+// writer gets every line the manager logs in ModeMorvane) with TestActor, which declares
+// the rules of TestActorScript, keeps each call (the Action too, to be read after the
+// run), and answers `response`, raises `raise` or hands back a new logger. Message()
+// builds an action message through an ObjectMap, as the server does.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "action/action.h"
@@ -55,7 +42,6 @@ struct TestActorScript {
   };
   std::function<void(ValidationRules&)> configRules;
   std::function<void(ValidationRules&)> attrRules;
-  std::string response = "done";
   std::optional<std::string> raise;
   bool replaceLogger = false;
 
@@ -78,13 +64,12 @@ class TestActor final : public Object, public IActor {
     script.calls.push_back({action, configurations, logManager});
     if (script.replaceLogger) logManager = CreateObjectAs<LogManager>(LogManager::kClassId);
     if (script.raise) RaiseLibraryError(*script.raise);
-    action->SetResponse(script.response);
+    action->SetResponse("done");
   }
   void SetValidationRules(const std::shared_ptr<ValidationRules>& configRules,
                           const std::shared_ptr<ValidationRules>& attrRules) override {
-    TestActorScript& script = TestActorScript::Current();
-    if (script.configRules) script.configRules(*configRules);
-    if (script.attrRules) script.attrRules(*attrRules);
+    if (auto& rules = TestActorScript::Current().configRules) rules(*configRules);
+    if (auto& rules = TestActorScript::Current().attrRules) rules(*attrRules);
   }
 };
 
@@ -103,14 +88,10 @@ inline void RegisterActionTestClasses() {
   (void)done;
 }
 
-// An action message: the entries in order; a nested list of pairs makes a nested map.
-struct Entry {
-  std::string key;
-  Value value;
-};
+using Entry = std::pair<std::string, Value>;
 inline std::shared_ptr<ObjectMap> MessageMap(const std::vector<Entry>& entries) {
   auto map = std::make_shared<ObjectMap>();
-  for (const Entry& entry : entries) map->Add(entry.key, entry.value);
+  for (const auto& [key, value] : entries) map->Add(key, value);
   return map;
 }
 inline std::string Message(const std::vector<Entry>& entries) { return MessageMap(entries)->Xml(); }
@@ -141,9 +122,8 @@ class ActionTest : public ::testing::Test {
     m_managers.push_back(manager);
     return manager;
   }
-  // The action the actor got in its last call.
   Action& Seen() { return *Actor().calls.back().action; }
-  // Lines the manager wrote under `category` whose text contains `fragment`.
+  // Lines under `category` (any when empty) whose text contains `fragment`.
   std::vector<LogLine> Logged(std::string_view fragment, std::string_view category = {}) const {
     std::vector<LogLine> found;
     for (const LogLine& line : m_app->Writer().Lines()) {
@@ -165,6 +145,13 @@ inline std::string Text(Attributes& attributes, std::string_view key) {
     if (EqualsNoCase(attribute->Key(), key)) return attribute->Value().ToText();
   }
   return "<none>";
+}
+
+// "Key=value;..." of the custom entries, in order.
+inline std::string Dump(Attributes& attributes) {
+  std::string text;
+  for (const AttributeRef& a : attributes) text += (text.empty() ? "" : ";") + a->Key() + "=" + a->Value().ToText();
+  return text;
 }
 
 }  // namespace korad::testing

@@ -87,58 +87,38 @@ TEST_F(ActionModelTest, InitializeSendsEachPrefixToItsCollection) {
   initial.Add("Plain", Value("y"));
   m_action->Initialize();
 
-  Attributes& all = *m_action->AllAttributes();
-  Attributes& event = *m_event.GetAttributes();
   EXPECT_EQ(m_action->Moniker(), "Restart");
   EXPECT_EQ(m_action->GetAttributes()->Count(), 0);
-  EXPECT_EQ(Text(all, "Moniker"), "Restart");
-  EXPECT_EQ(Text(event, "Severity"), "3");
   EXPECT_EQ(m_event.GetUser()->Name(), "bob");
-  EXPECT_EQ(Text(all, "Name"), "bob");
-  EXPECT_EQ(Text(event, "Other.Thing"), "x");
-  EXPECT_EQ(Text(all, "Other.Thing"), "x");
-  EXPECT_EQ(Text(event, "Plain"), "y");
-  EXPECT_EQ(all.Count(), 5);
+  EXPECT_EQ(Dump(*m_event.GetAttributes()), "Severity=3;Other.Thing=x;Plain=y");
+  EXPECT_EQ(Dump(*m_action->AllAttributes()), "Moniker=Restart;Severity=3;Name=bob;Other.Thing=x;Plain=y");
 }
 
-// Weak references to every object of a graph.
-struct GraphWatch {
-  explicit GraphWatch(const std::shared_ptr<Action>& action) {
-    const auto& event = action->ActiveEvent();
-    objects = {action,
-               action->GetAttributes(),
-               action->AllAttributes(),
-               action->InitialAttributes(),
-               event,
-               event->GetAttributes(),
-               event->KeyAttributes(),
-               event->GetUser(),
-               event->GetUser()->GetAttributes()};
-  }
-  int Alive() const {
-    int alive = 0;
-    for (const auto& object : objects) alive += !object.expired();
-    return alive;
-  }
-  std::vector<std::weak_ptr<Object>> objects;
-};
+int Alive(const std::vector<std::weak_ptr<Object>>& objects) {
+  int alive = 0;
+  for (const auto& object : objects) alive += !object.expired();
+  return alive;
+}
 
 TEST(ActionGraphTest, FinalizeLetsTheWholeGraphGoAndAnEndingObjectEmptiesItsCollections) {
   RegisterActionTestClasses();
   auto action = Action::Create();
-  GraphWatch watch(action);
-  action->ActiveEvent()->GetAttributes()->Add("Severity", Value("3"));
+  const auto& event = action->ActiveEvent();
+  const std::vector<std::weak_ptr<Object>> graph = {
+      action, action->GetAttributes(), action->AllAttributes(), action->InitialAttributes(), event,
+      event->GetAttributes(), event->KeyAttributes(), event->GetUser(), event->GetUser()->GetAttributes()};
+  event->GetAttributes()->Add("Severity", Value("3"));
   action.reset();
-  EXPECT_EQ(watch.Alive(), 9) << "the parent links keep the graph alive";
-  auto kept = std::static_pointer_cast<Action>(watch.objects[0].lock());
+  EXPECT_EQ(Alive(graph), 9) << "the parent links keep the graph alive";
+  auto kept = std::static_pointer_cast<Action>(graph[0].lock());
   kept->Finalize();
   EXPECT_NE(NumberOf([&] { kept->GetAttributes()->Add("Moniker", Value("x")); }), 0);
   AttributesRef eventAttributes = kept->ActiveEvent()->GetAttributes();
   kept.reset();
-  EXPECT_EQ(watch.Alive(), 1);
+  EXPECT_EQ(Alive(graph), 1);
   EXPECT_EQ(eventAttributes->Count(), 0);
   eventAttributes.reset();
-  EXPECT_EQ(watch.Alive(), 0);
+  EXPECT_EQ(Alive(graph), 0);
 }
 
 }  // namespace
