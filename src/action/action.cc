@@ -1,6 +1,7 @@
 #include "action/action.h"
 
 #include "action/active_event.h"
+#include "action/object_required.h"
 #include "action/user.h"
 #include "contracts/class_registry.h"
 #include "foundation/string_functions.h"
@@ -44,24 +45,29 @@ Action::~Action() {
 
 void Action::Initialize() {
   Guard("Action.Initialize: ", [&] {
-    for (const AttributeRef& initial : *m_initialAttributes) {
+    Attributes& attributes = ObjectRequired(m_attributes);
+    Attributes& all = ObjectRequired(m_allAttributes);
+    korad::ActiveEvent& event = ObjectRequired(m_activeEvent);
+    Attributes& eventAttributes = ObjectRequired(event.GetAttributes());
+    Attributes& userAttributes = ObjectRequired(ObjectRequired(event.GetUser()).GetAttributes());
+    for (const AttributeRef& initial : ObjectRequired(m_initialAttributes)) {
       const std::string& key = initial->Key();
       const Value& value = initial->Value();
       std::string prefix;
       const std::string name = SplitAtFirstDot(key, prefix);
       prefix = NormalizeKey(prefix);
       if (prefix == "ACTION") {
-        m_attributes->Add(name, value);
-        m_allAttributes->Add(name, value);
+        attributes.Add(name, value);
+        all.Add(name, value);
       } else if (prefix == "EVENT") {
-        m_activeEvent->GetAttributes()->Add(name, value);
-        m_allAttributes->Add(name, value);
+        eventAttributes.Add(name, value);
+        all.Add(name, value);
       } else if (prefix == "USER") {
-        m_activeEvent->GetUser()->GetAttributes()->Add(name, value);
-        m_allAttributes->Add(name, value);
+        userAttributes.Add(name, value);
+        all.Add(name, value);
       } else {
-        m_activeEvent->GetAttributes()->Add(key, value);
-        m_allAttributes->Add(key, value);
+        eventAttributes.Add(key, value);
+        all.Add(key, value);
       }
     }
   });

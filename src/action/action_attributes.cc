@@ -5,6 +5,7 @@
 #include "action/action.h"
 #include "action/action_manager.h"
 #include "action/active_event.h"
+#include "action/object_required.h"
 #include "action/user.h"
 #include "foundation/configurations.h"
 #include "foundation/string_functions.h"
@@ -13,15 +14,19 @@
 namespace korad {
 namespace {
 
+Attributes& UserAttributesOf(Action& action) {
+  return ObjectRequired(ObjectRequired(ObjectRequired(action.ActiveEvent()).GetUser()).GetAttributes());
+}
+
 // The collection a rule key names by its prefix, and the name within it.
 Attributes& AttributesFor(std::string_view key, Action& action, std::string& name) {
   std::string prefix;
   name = SplitAtFirstDot(key, prefix);
   prefix = UpperAscii(prefix);
-  if (prefix == "ACTION") return *action.GetAttributes();
-  if (prefix == "EVENT") return *action.ActiveEvent()->GetAttributes();
-  if (prefix == "USER") return *action.ActiveEvent()->GetUser()->GetAttributes();
-  return *action.AllAttributes();
+  if (prefix == "ACTION") return ObjectRequired(action.GetAttributes());
+  if (prefix == "EVENT") return ObjectRequired(ObjectRequired(action.ActiveEvent()).GetAttributes());
+  if (prefix == "USER") return UserAttributesOf(action);
+  return ObjectRequired(action.AllAttributes());
 }
 
 std::string ValueText(Attributes& attributes, std::string_view name) {
@@ -47,7 +52,7 @@ bool Unlogged(std::string_view key) {
 
 void ActionManager::FillInitialAttributes(const std::shared_ptr<Configurations>& configurations, Action& action) {
   Guard("ActionManager.FillInitialAttributes: ", [&] {
-    Attributes& initial = *action.InitialAttributes();
+    Attributes& initial = ObjectRequired(action.InitialAttributes());
     if (initial.Count() >= 1) initial.RemoveAll();
     if (!configurations || configurations->Count() == 0) return;
     // Exactly the keys that no configuration rule claimed.
@@ -91,7 +96,7 @@ void ActionManager::AddAttributeDefaultValue(std::string_view key, std::string_v
     std::string name;
     Attributes& attributes = AttributesFor(key, action, name);
     attributes.Add(name, Value(value));
-    action.AllAttributes()->Add(GetAttributeOnly(key), Value(value));
+    ObjectRequired(action.AllAttributes()).Add(GetAttributeOnly(key), Value(value));
   });
 }
 
@@ -137,8 +142,8 @@ bool ActionManager::ValidateAttributes(Action& action, ValidationRules& rules, s
 }
 
 std::string ActionManager::BuildActionLogMessage(Action& action) {
-  Attributes& event = *action.ActiveEvent()->GetAttributes();
-  Attributes& user = *action.ActiveEvent()->GetUser()->GetAttributes();
+  Attributes& event = ObjectRequired(ObjectRequired(action.ActiveEvent()).GetAttributes());
+  Attributes& user = UserAttributesOf(action);
   auto valueOr = [](Attributes& attributes, std::string_view key, std::string_view otherwise) {
     return attributes.Exists(key) ? ValueText(attributes, key) : std::string(otherwise);
   };

@@ -7,6 +7,7 @@
 #include "action/action.h"
 #include "action/action_manager.h"
 #include "action/active_event.h"
+#include "action/object_required.h"
 #include "action/user.h"
 #include "contracts/class_registry.h"
 #include "foundation/string_functions.h"
@@ -89,9 +90,11 @@ void MergeInto(Attributes& all, const Attributes& from) {
 
 void ActionManager::CreateAction(std::string_view actionString, std::shared_ptr<korad::Action>& action) {
   Guard("ActionManager.CreateAction: ", [&] {
-    korad::ActiveEvent& event = *action->ActiveEvent();
-    Attributes& eventAttributes = *event.GetAttributes();
-    Attributes& userAttributes = *event.GetUser()->GetAttributes();
+    korad::Action& target = ObjectRequired(action);
+    korad::ActiveEvent& event = ObjectRequired(target.ActiveEvent());
+    Attributes& actionAttributes = ObjectRequired(target.GetAttributes());
+    Attributes& eventAttributes = ObjectRequired(event.GetAttributes());
+    Attributes& userAttributes = ObjectRequired(ObjectRequired(event.GetUser()).GetAttributes());
     if (!actionString.empty()) {
       auto map = CreateObjectAs<ObjectMap>(ObjectMap::kClassId);
       map->SetXml(actionString);
@@ -100,36 +103,36 @@ void ActionManager::CreateAction(std::string_view actionString, std::shared_ptr<
         std::string prefix;
         const std::string name = SplitAtFirstDot(fullKey, prefix);
         const DialectRow& row = RowFor(UpperAscii(prefix), UpperAscii(name));
-        Attributes* target = nullptr;
+        Attributes* into = nullptr;
         switch (row.target) {
           case Target::Dropped:
             continue;
           case Target::KeyData:
-            CopyKeyData(map->Item(i), *event.KeyAttributes());
+            CopyKeyData(map->Item(i), ObjectRequired(event.KeyAttributes()));
             continue;
           case Target::ActionAttributes:
-            target = action->GetAttributes().get();
+            into = &actionAttributes;
             break;
           case Target::EventAttributes:
-            target = &eventAttributes;
+            into = &eventAttributes;
             break;
           case Target::UserAttributes:
-            target = &userAttributes;
+            into = &userAttributes;
             break;
         }
         const std::string key = row.rename.empty() ? name : std::string(row.rename);
         if (IsDate(*map, i)) {
           const std::string suffix(ObjectMap::kUniversalSuffix);
-          target->Add(key + suffix, map->Item(fullKey + suffix));
+          into->Add(key + suffix, map->Item(fullKey + suffix));
         } else {
-          target->Add(key, map->Item(i));
+          into->Add(key, map->Item(i));
         }
       }
-      action->SetRawEvent(actionString);
+      target.SetRawEvent(actionString);
     }
-    Attributes& all = *action->AllAttributes();
+    Attributes& all = ObjectRequired(target.AllAttributes());
     MergeInto(all, eventAttributes);
-    MergeInto(all, *action->GetAttributes());
+    MergeInto(all, actionAttributes);
     MergeInto(all, userAttributes);
   });
 }

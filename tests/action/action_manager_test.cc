@@ -202,6 +202,9 @@ TEST_F(ActionTest, AnActionSetFromOutsideIsUsedAndStaysSetFinalised) {
   EXPECT_EQ(Text(*sample.AllAttributes(), "SampleActionAttrKey"), "SampleActionAttrVal");
   EXPECT_EQ(Text(*sample.AllAttributes(), "SampleEventAttrKey"), "SampleEventAttrVal");
   EXPECT_FALSE(sample.ActiveEvent()->LastResponseOccurrenceUniversal().empty());
+
+  manager->GetAction()->SetActiveEvent(nullptr);  // an error, not a crash
+  EXPECT_EQ(NumberOf([&] { manager->PerformAction(""); }), kErrObjectRequired);
 }
 
 }  // namespace
