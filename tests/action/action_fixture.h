@@ -107,7 +107,6 @@ class ActionTest : public ::testing::Test {
     WriteIni(std::string("[") + kSection + "]\n");
   }
   void TearDown() override {
-    m_managers.clear();
     Actor().Reset();
     Platform::Current().SetApplication(nullptr);
   }
@@ -119,7 +118,6 @@ class ActionTest : public ::testing::Test {
     manager->SetRunMode(mode);
     manager->SetMyActorID(kTestActorClassId);
     manager->SetConfigurationSection(kSection);
-    m_managers.push_back(manager);
     return manager;
   }
   Action& Seen() { return *Actor().calls.back().action; }
@@ -127,25 +125,14 @@ class ActionTest : public ::testing::Test {
   std::vector<LogLine> Logged(std::string_view fragment, std::string_view category = {}) const {
     std::vector<LogLine> found;
     for (const LogLine& line : m_app->Writer().Lines()) {
-      if (line.text.find(fragment) != std::string::npos && (category.empty() || line.category == category)) {
-        found.push_back(line);
-      }
+      if (line.text.find(fragment) != std::string::npos && (category.empty() || line.category == category)) found.push_back(line);
     }
     return found;
   }
 
   TempHome m_home;
   std::shared_ptr<FakeApplication> m_app = std::make_shared<FakeApplication>(m_home.Path());
-  std::vector<std::shared_ptr<ActionManager>> m_managers;
 };
-
-// The text of an attribute, or "<none>" when the collection has no such custom entry.
-inline std::string Text(Attributes& attributes, std::string_view key) {
-  for (const AttributeRef& attribute : attributes) {
-    if (EqualsNoCase(attribute->Key(), key)) return attribute->Value().ToText();
-  }
-  return "<none>";
-}
 
 // "Key=value;..." of the custom entries, in order.
 inline std::string Dump(Attributes& attributes) {

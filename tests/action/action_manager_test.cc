@@ -65,8 +65,8 @@ TEST_F(ActionTest, ConfiguredDefaultsStandInAllAttributesAndTheEngineKeysStayOut
 
   Action& action = Seen();
   Attributes& all = *action.AllAttributes();
-  EXPECT_EQ(Text(*action.GetAttributes(), "Command"), "from message");
-  EXPECT_EQ(Text(*action.ActiveEvent()->GetUser()->GetAttributes(), "Role"), "guest");
+  EXPECT_EQ(Dump(*action.GetAttributes()), "Command=from message;Drive=C:");
+  EXPECT_EQ(Dump(*action.ActiveEvent()->GetUser()->GetAttributes()), "Role=guest");
   // Configured values win, the event's come before the action's, and engine keys stay out.
   EXPECT_EQ(Dump(all), "Command=configured;Role=admin;Drive=D:");
   Configurations& configurations = *Actor().calls.back().configurations;
@@ -107,7 +107,7 @@ TEST_F(ActionTest, AttributeRulesDecideTheRunAndOnlyTheServiceModeMarksNoRetry) 
     if (c.failure.empty()) {
       ASSERT_EQ(raised, "");
       ASSERT_EQ(Actor().calls.size(), 1u);
-      EXPECT_EQ(Text(*Seen().AllAttributes(), "Operation"), c.inAll);
+      EXPECT_EQ(Dump(*Seen().AllAttributes()), "Operation=" + c.inAll);
       continue;
     }
     EXPECT_TRUE(Actor().calls.empty());
@@ -157,10 +157,8 @@ TEST_F(ActionTest, TheAuditLineNamesTheEventAndLeavesOutThePlumbing) {
       {"EVENT.Micros3700DB", Value("secret")},        {"EVENT.Drive", Value("C:")},
   });
   MakeManager()->PerformAction(xml);
-  std::vector<LogLine> events;
-  for (const LogLine& line : m_app->Writer().Lines()) {
-    if (line.kind == LogLine::Event) events.push_back(line);
-  }
+  std::vector<LogLine> events = m_app->Writer().Lines();
+  std::erase_if(events, [](const LogLine& line) { return line.kind != LogLine::Event; });
   ASSERT_EQ(events.size(), 1u);
   EXPECT_EQ(events[0].text, "Disk full CleanTemp initiated by user bob from computer HOST1 (Severity=3, Drive=C:).");
   EXPECT_EQ(events[0].category, kTestActorClassId);
@@ -190,7 +188,7 @@ TEST_F(ActionTest, AnActionSetFromOutsideIsUsedAndStaysSetFinalised) {
   manager->SetAction(preset);
   EXPECT_EQ(manager->PerformAction(""), "done");
   EXPECT_EQ(&Seen(), preset.get());
-  EXPECT_EQ(Text(*preset->AllAttributes(), "Preset"), "1");
+  EXPECT_EQ(Dump(*preset->AllAttributes()), "Preset=1");
   EXPECT_EQ(manager->GetAction(), preset);
   EXPECT_EQ(preset->GetAttributes()->Parent(), nullptr);
 
@@ -199,8 +197,7 @@ TEST_F(ActionTest, AnActionSetFromOutsideIsUsedAndStaysSetFinalised) {
   EXPECT_NE(&sample, preset.get());
   EXPECT_EQ(sample.Moniker(), "SampleAction");
   EXPECT_EQ(sample.ActiveEvent()->GetUser()->Name(), "Sample User");
-  EXPECT_EQ(Text(*sample.AllAttributes(), "SampleActionAttrKey"), "SampleActionAttrVal");
-  EXPECT_EQ(Text(*sample.AllAttributes(), "SampleEventAttrKey"), "SampleEventAttrVal");
+  EXPECT_EQ(Dump(*sample.AllAttributes()), "SampleEventAttrKey=SampleEventAttrVal;SampleActionAttrKey=SampleActionAttrVal");
   EXPECT_FALSE(sample.ActiveEvent()->LastResponseOccurrenceUniversal().empty());
 
   manager->GetAction()->SetActiveEvent(nullptr);  // an error, not a crash
