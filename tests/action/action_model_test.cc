@@ -25,9 +25,12 @@ TEST_F(ActionModelTest, EveryStandardKeyIsTheOwnersPropertyByName) {
   };
   User& user = *m_event.GetUser();
   const std::vector<Owner> owners = {
-      {*m_action, *m_action->GetAttributes(), Action::StandardAttributeNames()},
-      {m_event, *m_event.GetAttributes(), ActiveEvent::StandardAttributeNames()},
-      {user, *user.GetAttributes(), User::StandardAttributeNames()},
+      {*m_action, *m_action->GetAttributes(), {"MONIKER", "DESCRIPTION", "RAWEVENT"}},
+      {m_event, *m_event.GetAttributes(),
+       {"RESOURCE", "RESOURCEDESCRIPTION", "CONDITION", "CONDITIONDESCRIPTION", "INITIALINCIDENTOCCURRENCEUNIVERSAL",
+        "LASTINCIDENTOCCURRENCEUNIVERSAL", "INITIALRESPONSEOCCURRENCEUNIVERSAL", "LASTRESPONSEOCCURRENCEUNIVERSAL",
+        "PREVIOUSINCIDENTOCCURRENCEUNIVERSAL", "PRIORITY"}},
+      {user, *user.GetAttributes(), {"NAME"}},
   };
   for (const Owner& owner : owners) {
     for (const std::string& name : owner.names) {
