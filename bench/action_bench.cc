@@ -7,9 +7,8 @@
 //     us_per_action      the run's own time
 //   BM_ResidentSize (100,000 runs after 1,000 to warm up):
 //     rss_growth_kb      resident size after the runs less resident size before
-#include <unistd.h>
-
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -67,7 +66,8 @@ void RegisterOnce() {
 // 30 attributes as the server sends them: action, event (with a date) and user entries.
 std::string ThirtyAttributeMessage() {
   korad::ObjectMap map;
-  for (int i = 0; i < 10; ++i) map.Add("ACTION.Setting" + std::to_string(i), korad::Value("value " + std::to_string(i)));
+  for (int i = 0; i < 10; ++i)
+    map.Add("ACTION.Setting" + std::to_string(i), korad::Value("value " + std::to_string(i)));
   map.Add("EVENT.Source", korad::Value("Server1"));
   map.Add("EVENT.Class", korad::Value("DiskFull"));
   map.Add("EVENT.SourceDescription", korad::Value("The web server"));

@@ -96,17 +96,19 @@ const DispatchTable<Action>& Action::Dispatch() {
     using A = Action;
     DispatchTable<A> t;
     auto collection = [&t](const char* name, const AttributesRef& (A::*get)() const, void (A::*let)(AttributesRef)) {
-      t.Property(name, [get](A& a) { return Value(ObjectRef((a.*get)())); },
-                 [let](A& a, const Value& v) { (a.*let)(std::dynamic_pointer_cast<Attributes>(v.ToObject())); });
+      t.Property(
+          name, [get](A& a) { return Value(ObjectRef((a.*get)())); },
+          [let](A& a, const Value& v) { (a.*let)(std::dynamic_pointer_cast<Attributes>(v.ToObject())); });
     };
     auto text = [&t](const char* name, const std::string& (A::*get)() const, void (A::*let)(std::string_view)) {
-      t.Property(name, [get](A& a) { return Value((a.*get)()); },
-                 [let](A& a, const Value& v) { (a.*let)(v.ToText()); });
+      t.Property(
+          name, [get](A& a) { return Value((a.*get)()); }, [let](A& a, const Value& v) { (a.*let)(v.ToText()); });
     };
     collection("Attributes", &A::GetAttributes, &A::SetAttributes);
     collection("AllAttributes", &A::AllAttributes, &A::SetAllAttributes);
-    t.Property("ActiveEvent", [](A& a) { return Value(ObjectRef(a.ActiveEvent())); },
-               [](A& a, const Value& v) { a.SetActiveEvent(std::dynamic_pointer_cast<korad::ActiveEvent>(v.ToObject())); });
+    t.Property(
+        "ActiveEvent", [](A& a) { return Value(ObjectRef(a.ActiveEvent())); },
+        [](A& a, const Value& v) { a.SetActiveEvent(std::dynamic_pointer_cast<korad::ActiveEvent>(v.ToObject())); });
     text("Moniker", &A::Moniker, &A::SetMoniker);
     text("Description", &A::Description, &A::SetDescription);
     t.Call("Finalize", [](A& a) {

@@ -36,8 +36,9 @@ std::string ValueText(Attributes& attributes, std::string_view name) {
 
 // The action's own plumbing, and a point-of-sale database connection value, stay out of the audit line.
 constexpr std::array<std::string_view, 14> kUnloggedKeys = {
-    "micros3700db", "actionauditid",   "actionguid", "userid",  "actionmoniker",   "state",       "remotecontrolentityid",
-    "loglevel",     "updateeventid",   "options",    "eventoccurrenceid", "maintainorder", "retryinterval", "defaulttimeout"};
+    "micros3700db",          "actionauditid", "actionguid",    "userid",  "actionmoniker",     "state",
+    "remotecontrolentityid", "loglevel",      "updateeventid", "options", "eventoccurrenceid", "maintainorder",
+    "retryinterval",         "defaulttimeout"};
 
 bool Unlogged(std::string_view key) {
   const std::string lower = LowerAscii(key);

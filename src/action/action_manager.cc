@@ -35,20 +35,26 @@ const DispatchTable<ActionManager>& ActionManager::Dispatch() {
     using M = ActionManager;
     DispatchTable<M> t;
     t.Property("XML", nullptr, [](M& m, const Value& v) { m.SetXML(v.ToText()); });
-    t.Property("MyActorID", [](M& m) { return Value(m.MyActorID()); },
-               [](M& m, const Value& v) { m.SetMyActorID(v.ToText()); });
-    t.Property("MyEntityID", [](M& m) { return Value(m.MyEntityID()); },
-               [](M& m, const Value& v) { m.SetMyEntityID(v.ToLong()); });
-    t.Property("ConfigurationSource", [](M& m) { return Value(m.ConfigurationSource()); },
-               [](M& m, const Value& v) { m.SetConfigurationSource(v.ToText()); });
-    t.Property("ConfigurationSection", [](M& m) { return Value(m.ConfigurationSection()); },
-               [](M& m, const Value& v) { m.SetConfigurationSection(v.ToText()); });
-    t.Property("RunMode", [](M& m) { return Value(static_cast<int32_t>(m.GetRunMode())); },
-               [](M& m, const Value& v) { m.SetRunMode(static_cast<RunMode>(v.ToLong())); });
-    t.Property("Action", [](M& m) { return Value(ObjectRef(m.GetAction())); },
-               [](M& m, const Value& v) {
-                 m.SetAction(v.IsObject() ? std::dynamic_pointer_cast<korad::Action>(v.ToObject()) : nullptr);
-               });
+    t.Property(
+        "MyActorID", [](M& m) { return Value(m.MyActorID()); },
+        [](M& m, const Value& v) { m.SetMyActorID(v.ToText()); });
+    t.Property(
+        "MyEntityID", [](M& m) { return Value(m.MyEntityID()); },
+        [](M& m, const Value& v) { m.SetMyEntityID(v.ToLong()); });
+    t.Property(
+        "ConfigurationSource", [](M& m) { return Value(m.ConfigurationSource()); },
+        [](M& m, const Value& v) { m.SetConfigurationSource(v.ToText()); });
+    t.Property(
+        "ConfigurationSection", [](M& m) { return Value(m.ConfigurationSection()); },
+        [](M& m, const Value& v) { m.SetConfigurationSection(v.ToText()); });
+    t.Property(
+        "RunMode", [](M& m) { return Value(static_cast<int32_t>(m.GetRunMode())); },
+        [](M& m, const Value& v) { m.SetRunMode(static_cast<RunMode>(v.ToLong())); });
+    t.Property(
+        "Action", [](M& m) { return Value(ObjectRef(m.GetAction())); },
+        [](M& m, const Value& v) {
+          m.SetAction(v.IsObject() ? std::dynamic_pointer_cast<korad::Action>(v.ToObject()) : nullptr);
+        });
     t.Call("RunSampleAction", [](M& m) {
       m.RunSampleAction();
       return Value();

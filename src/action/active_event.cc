@@ -81,39 +81,49 @@ const DispatchTable<ActiveEvent>& ActiveEvent::Dispatch() {
     DispatchTable<E> t;
     // A text property of the event by its getter and setter.
     auto text = [&t](const char* name, auto get, auto let) {
-      t.Property(name, [get](E& e) { return Value((e.*get)()); },
-                 [let](E& e, const Value& v) { (e.*let)(v.ToText()); });
+      t.Property(
+          name, [get](E& e) { return Value((e.*get)()); }, [let](E& e, const Value& v) { (e.*let)(v.ToText()); });
     };
-    t.Property("Attributes", [](E& e) { return Value(ObjectRef(e.GetAttributes())); },
-               [](E& e, const Value& v) { e.SetAttributes(std::dynamic_pointer_cast<Attributes>(v.ToObject())); });
-    t.Property("Priority", [](E& e) { return Value(e.Priority()); },
-               [](E& e, const Value& v) { e.SetPriority(v.ToInteger()); });
+    t.Property(
+        "Attributes", [](E& e) { return Value(ObjectRef(e.GetAttributes())); },
+        [](E& e, const Value& v) { e.SetAttributes(std::dynamic_pointer_cast<Attributes>(v.ToObject())); });
+    t.Property(
+        "Priority", [](E& e) { return Value(e.Priority()); },
+        [](E& e, const Value& v) { e.SetPriority(v.ToInteger()); });
     text("Condition", &E::Condition, &E::SetCondition);
-    t.Property("KeyAttributes", [](E& e) { return Value(ObjectRef(e.KeyAttributes())); },
-               [](E& e, const Value& v) {
-                 e.SetKeyAttributes(std::dynamic_pointer_cast<ScriptingCompatibleDictionary>(v.ToObject()));
-               });
+    t.Property(
+        "KeyAttributes", [](E& e) { return Value(ObjectRef(e.KeyAttributes())); },
+        [](E& e, const Value& v) {
+          e.SetKeyAttributes(std::dynamic_pointer_cast<ScriptingCompatibleDictionary>(v.ToObject()));
+        });
     text("ConditionDescription", &E::ConditionDescription, &E::SetConditionDescription);
     text("Resource", &E::Resource, &E::SetResource);
     text("ResourceDescription", &E::ResourceDescription, &E::SetResourceDescription);
-    t.Property("InitialIncidentOccurrence", [](E& e) { return Value(e.InitialIncidentOccurrence()); },
-               [](E& e, const Value& v) { e.SetInitialIncidentOccurrence(v); });
-    t.Property("LastIncidentOccurrence", [](E& e) { return Value(e.LastIncidentOccurrence()); },
-               [](E& e, const Value& v) { e.SetLastIncidentOccurrence(v); });
-    t.Property("InitialResponseOccurrence", [](E& e) { return Value(e.InitialResponseOccurrence()); },
-               [](E& e, const Value& v) { e.SetInitialResponseOccurrence(v); });
-    t.Property("LastResponseOccurrence", [](E& e) { return Value(e.LastResponseOccurrence()); },
-               [](E& e, const Value& v) { e.SetLastResponseOccurrence(v); });
+    t.Property(
+        "InitialIncidentOccurrence", [](E& e) { return Value(e.InitialIncidentOccurrence()); },
+        [](E& e, const Value& v) { e.SetInitialIncidentOccurrence(v); });
+    t.Property(
+        "LastIncidentOccurrence", [](E& e) { return Value(e.LastIncidentOccurrence()); },
+        [](E& e, const Value& v) { e.SetLastIncidentOccurrence(v); });
+    t.Property(
+        "InitialResponseOccurrence", [](E& e) { return Value(e.InitialResponseOccurrence()); },
+        [](E& e, const Value& v) { e.SetInitialResponseOccurrence(v); });
+    t.Property(
+        "LastResponseOccurrence", [](E& e) { return Value(e.LastResponseOccurrence()); },
+        [](E& e, const Value& v) { e.SetLastResponseOccurrence(v); });
     text("InitialIncidentOccurrenceUniversal", &E::InitialIncidentOccurrenceUniversal,
          &E::SetInitialIncidentOccurrenceUniversal);
-    text("LastIncidentOccurrenceUniversal", &E::LastIncidentOccurrenceUniversal, &E::SetLastIncidentOccurrenceUniversal);
+    text("LastIncidentOccurrenceUniversal", &E::LastIncidentOccurrenceUniversal,
+         &E::SetLastIncidentOccurrenceUniversal);
     text("InitialResponseOccurrenceUniversal", &E::InitialResponseOccurrenceUniversal,
          &E::SetInitialResponseOccurrenceUniversal);
-    text("LastResponseOccurrenceUniversal", &E::LastResponseOccurrenceUniversal, &E::SetLastResponseOccurrenceUniversal);
+    text("LastResponseOccurrenceUniversal", &E::LastResponseOccurrenceUniversal,
+         &E::SetLastResponseOccurrenceUniversal);
     text("PreviousIncidentOccurrenceUniversal", &E::PreviousIncidentOccurrenceUniversal,
          &E::SetPreviousIncidentOccurrenceUniversal);
-    t.Property("User", [](E& e) { return Value(ObjectRef(e.GetUser())); },
-               [](E& e, const Value& v) { e.SetUser(std::dynamic_pointer_cast<User>(v.ToObject())); });
+    t.Property(
+        "User", [](E& e) { return Value(ObjectRef(e.GetUser())); },
+        [](E& e, const Value& v) { e.SetUser(std::dynamic_pointer_cast<User>(v.ToObject())); });
     t.Call("Finalize", [](E& e) {
       e.Finalize();
       return Value();

@@ -56,11 +56,15 @@ class ActiveEvent final : public Dispatchable<ActiveEvent>, public ErrorReporter
   // while nothing is stored); a let logs a warning when a logger is set, then stores the
   // universal text of the local date it is given.
   std::string InitialIncidentOccurrence() const { return LegacyGet(m_initialIncident); }
-  void SetInitialIncidentOccurrence(const Value& local) { LegacyLet(m_initialIncident, local, "InitialIncidentOccurrence"); }
+  void SetInitialIncidentOccurrence(const Value& local) {
+    LegacyLet(m_initialIncident, local, "InitialIncidentOccurrence");
+  }
   std::string LastIncidentOccurrence() const { return LegacyGet(m_lastIncident); }
   void SetLastIncidentOccurrence(const Value& local) { LegacyLet(m_lastIncident, local, "LastIncidentOccurrence"); }
   std::string InitialResponseOccurrence() const { return LegacyGet(m_initialResponse); }
-  void SetInitialResponseOccurrence(const Value& local) { LegacyLet(m_initialResponse, local, "InitialResponseOccurrence"); }
+  void SetInitialResponseOccurrence(const Value& local) {
+    LegacyLet(m_initialResponse, local, "InitialResponseOccurrence");
+  }
   std::string LastResponseOccurrence() const { return LegacyGet(m_lastResponse); }
   void SetLastResponseOccurrence(const Value& local) { LegacyLet(m_lastResponse, local, "LastResponseOccurrence"); }
 

@@ -45,9 +45,11 @@ void User::SetLogManager(LogManagerRef logManager) {
 const DispatchTable<User>& User::Dispatch() {
   static const DispatchTable<User> table = [] {
     DispatchTable<User> t;
-    t.Property("Name", [](User& u) { return Value(u.Name()); }, [](User& u, const Value& v) { u.SetName(v.ToText()); });
-    t.Property("Attributes", [](User& u) { return Value(ObjectRef(u.GetAttributes())); },
-               [](User& u, const Value& v) { u.SetAttributes(std::dynamic_pointer_cast<Attributes>(v.ToObject())); });
+    t.Property(
+        "Name", [](User& u) { return Value(u.Name()); }, [](User& u, const Value& v) { u.SetName(v.ToText()); });
+    t.Property(
+        "Attributes", [](User& u) { return Value(ObjectRef(u.GetAttributes())); },
+        [](User& u, const Value& v) { u.SetAttributes(std::dynamic_pointer_cast<Attributes>(v.ToObject())); });
     t.Call("Finalize", [](User& u) {
       u.Finalize();
       return Value();

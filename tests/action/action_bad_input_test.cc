@@ -9,7 +9,8 @@ namespace {
 
 TEST_F(ActionTest, ABadMessageIsOneLoggedLineAndTheRequiredAttributeRefusesTheRun) {
   Actor().attrRules = [](ValidationRules& rules) { rules.Add("ACTION.Command"); };
-  const std::string huge = "<ObjectMap><ACTION.Command>" + std::string(20u << 20, 'a') + "</ACTION.Command></ObjectMap>";
+  const std::string huge =
+      "<ObjectMap><ACTION.Command>" + std::string(20u << 20, 'a') + "</ACTION.Command></ObjectMap>";
   const std::vector<std::pair<const char*, std::string>> messages = {
       {"malformed", "<ObjectMap><ACTION.Command>ls</ObjectMap"},
       {"document type", "<!DOCTYPE m [<!ENTITY c 'ls'>]><ObjectMap><ACTION.Command>&c;</ACTION.Command></ObjectMap>"},
@@ -24,7 +25,8 @@ TEST_F(ActionTest, ABadMessageIsOneLoggedLineAndTheRequiredAttributeRefusesTheRu
       MakeManager()->PerformAction(message);
       ADD_FAILURE() << "the run went on";
     } catch (const Error& e) {
-      EXPECT_TRUE(e.Description().ends_with("Could not find 'ACTION.Command' attribute on action 'TestActor'%mvNoRetry%"))
+      EXPECT_TRUE(
+          e.Description().ends_with("Could not find 'ACTION.Command' attribute on action 'TestActor'%mvNoRetry%"))
           << e.Description();
     }
     EXPECT_EQ(Logged("ERROR: ActionManager.CreateAction: ", "DevSvcErr").size() - before,
@@ -39,7 +41,8 @@ TEST_F(ActionTest, MutatedMessagesNeverEscapeAsAnythingButAnError) {
   auto keyData = MessageMap({{"Disk", Value("C:")}, {"When", Value(*OleDate::FromCivil(2026, 3, 5, 14, 30, 0))}});
   const std::string seed = Message(
       {{"ACTION.Command", Value("ls -l")}, {"EVENT.Source", Value("Server1")}, {"EVENT.Priority", Value(int32_t{2})},
-       {"EVENT.KEYDATA", Value(ObjectRef(keyData))}, {"EVENT.LastIncidentOccurrence", Value(*OleDate::FromCivil(2026, 3, 5, 14, 0, 0))},
+       {"EVENT.KEYDATA", Value(ObjectRef(keyData))},
+       {"EVENT.LastIncidentOccurrence", Value(*OleDate::FromCivil(2026, 3, 5, 14, 0, 0))},
        {"USER.Name", Value("bob & <alice>")}, {"Plain", Value(3.5)}});
   auto manager = MakeManager();
   std::mt19937 random(20260305);

@@ -112,7 +112,9 @@ class ActionTest : public ::testing::Test {
   }
 
   TestActorScript& Actor() { return TestActorScript::Current(); }
-  void WriteIni(const std::string& text) { WriteBytes(m_home / (std::string("ModuleConfigs/") + kSection + ".INI"), text); }
+  void WriteIni(const std::string& text) {
+    WriteBytes(m_home / (std::string("ModuleConfigs/") + kSection + ".INI"), text);
+  }
   std::shared_ptr<ActionManager> MakeManager(RunMode mode = ModeMorvane) {
     auto manager = std::make_shared<ActionManager>();
     manager->SetRunMode(mode);
@@ -125,7 +127,8 @@ class ActionTest : public ::testing::Test {
   std::vector<LogLine> Logged(std::string_view fragment, std::string_view category = {}) const {
     std::vector<LogLine> found;
     for (const LogLine& line : m_app->Writer().Lines()) {
-      if (line.text.find(fragment) != std::string::npos && (category.empty() || line.category == category)) found.push_back(line);
+      const bool inCategory = category.empty() || line.category == category;
+      if (inCategory && line.text.find(fragment) != std::string::npos) found.push_back(line);
     }
     return found;
   }

@@ -24,13 +24,13 @@ TEST_F(ActionTest, EveryRowOfTheDialectLandsWhereItBelongs) {
   auto keyData = MessageMap({{"Disk", Value("C:")}});
   keyData->AddDate("Seen", *OleDate::FromCivil(2026, 3, 5, 14, 30, 0), *OleDate::FromCivil(2026, 3, 5, 13, 30, 0));
   auto message = MessageMap({
-      {"ACTION.Event", Value("d")},           {"ACTION.VariableMap", Value("d")}, {"action.AlertExpression", Value("d")},
-      {"ACTION.Command", Value("ls -l")},     {"USER.Alerts", Value("d")},        {"USER.InitialResponseOccurrence", Value("d")},
+      {"ACTION.Event", Value("d")},       {"ACTION.VariableMap", Value("d")}, {"action.AlertExpression", Value("d")},
+      {"ACTION.Command", Value("ls -l")}, {"USER.Alerts", Value("d")}, {"USER.InitialResponseOccurrence", Value("d")},
       {"USER.LastResponseOccurrence", Value("d")}, {"USER.Name", Value("bob")},   {"User.Email", Value("b@x")},
       {"EVENT.KEYDATA", Value(ObjectRef(keyData))}, {"EVENT.Active", Value("d")}, {"EVENT.ClassID", Value("d")},
       {"EVENT.Open", Value("d")},             {"EVENT.SourceID", Value("d")},     {"EVENT.Type", Value("d")},
       {"EVENT.EventID", Value("d")},          {"EVENT.Moniker", Value("d")},      {"EVENT.Users", Value("d")},
-      {"EVENT.Source", Value("Server1")},     {"EVENT.Class", Value("DiskFull")}, {"EVENT.SourceDescription", Value("Web")},
+      {"EVENT.Source", Value("Server1")}, {"EVENT.Class", Value("DiskFull")}, {"EVENT.SourceDescription", Value("Web")},
       {"EVENT.ClassDescription", Value("Disk full")}, {"EVENT.Severity", Value(int32_t{3})},
       {"OTHER.Thing", Value("d")},            {"NoPrefix", Value("d")},
   });
@@ -197,7 +197,8 @@ TEST_F(ActionTest, AnActionSetFromOutsideIsUsedAndStaysSetFinalised) {
   EXPECT_NE(&sample, preset.get());
   EXPECT_EQ(sample.Moniker(), "SampleAction");
   EXPECT_EQ(sample.ActiveEvent()->GetUser()->Name(), "Sample User");
-  EXPECT_EQ(Dump(*sample.AllAttributes()), "SampleEventAttrKey=SampleEventAttrVal;SampleActionAttrKey=SampleActionAttrVal");
+  EXPECT_EQ(Dump(*sample.AllAttributes()),
+            "SampleEventAttrKey=SampleEventAttrVal;SampleActionAttrKey=SampleActionAttrVal");
   EXPECT_FALSE(sample.ActiveEvent()->LastResponseOccurrenceUniversal().empty());
 
   manager->GetAction()->SetActiveEvent(nullptr);  // an error, not a crash
