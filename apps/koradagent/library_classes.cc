@@ -1,5 +1,6 @@
 #include "library_classes.h"
 
+#include "action/action_classes.h"
 #include "contracts/class_registry.h"
 #include "foundation/foundation_classes.h"
 #include "incident/incident_classes.h"
@@ -14,6 +15,7 @@ void RegisterLibraryClasses(ClassRegistry& registry) {
   RegisterIncidentClasses(registry);
   RegisterPlatformClasses(registry);
   RegisterMonitorClasses(registry);
+  RegisterActionClasses(registry);
   RegisterScriptControl(registry);
 }
 

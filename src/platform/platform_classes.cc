@@ -4,6 +4,7 @@
 #include "platform/application_object.h"
 #include "platform/connector_directory.h"
 #include "platform/object_map.h"
+#include "platform/scripting_compatible_dictionary.h"
 
 namespace korad {
 
@@ -11,6 +12,7 @@ void RegisterPlatformClasses(ClassRegistry& registry) {
   registry.RegisterClass<ObjectMap>(ObjectMap::kClassId);
   RegisterConnectorClasses(registry);
   RegisterApplicationClass(registry);
+  RegisterScriptingCompatibleDictionary(registry);
 }
 
 }  // namespace korad

@@ -6,7 +6,8 @@ namespace korad {
 class ClassRegistry;
 
 // Registers "mvKernel.ObjectMap", the connector message, the directory connector and
-// the connector look-up ("mvSystem.Configurations") and "mvSystem.Application".
+// the connector look-up ("mvSystem.Configurations"), "mvSystem.Application" and
+// "MvSystem.ScriptingCompatibleDictionary".
 void RegisterPlatformClasses(ClassRegistry& registry);
 
 }  // namespace korad
