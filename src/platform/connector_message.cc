@@ -98,7 +98,9 @@ std::optional<std::string_view> NextLine(std::string_view& rest) {
 
 bool ConnectorMessage::IsExpired(OleDate utcNow) const noexcept {
   if (m_timeToLive <= 0) return false;
-  return m_sentUtc.SecondsUntil(utcNow) >= static_cast<double>(m_timeToLive);
+  // In whole milliseconds, as the time is stored: a difference of day fractions can come
+  // out a hair short of the time to live at exactly that age.
+  return utcNow.ToUnixMillis() - m_sentUtc.ToUnixMillis() >= int64_t{m_timeToLive} * 1000;
 }
 
 std::string ConnectorMessage::ToFileText() const {
