@@ -8,10 +8,13 @@
 #include <stdexcept>
 
 #include "contracts/error_reporter.h"
+#include "support/error_number.h"
 #include "support/recording_log_manager.h"
 
 namespace korad {
 namespace {
+
+using testing::FailureOf;
 
 using testing::RecordingLogManager;
 
@@ -67,17 +70,6 @@ struct Chain {
   Parser parser{reader};
   Engine engine{parser};
 };
-
-// The Error a call raises; a test failure (and a blank error) when it raises none.
-Error FailureOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const Error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "no error was raised";
-  return Error(0, "", "");
-}
 
 // Without log managers the first number climbs with one prefix per level; the library's
 // own failures carry its number, foreign exceptions their text; all end with "DevSvcErr".

@@ -7,24 +7,16 @@
 #include "foundation/configurations.h"
 #include "foundation/validation_rules.h"
 #include "platform/platform.h"
+#include "support/error_number.h"
 #include "support/recording_log.h"
 
 namespace korad {
 namespace {
 
+using testing::FailureOf;
+
 using testing::FakeApplication;
 using testing::RecordingLogManager;
-
-// The Error a call raises; a test failure (and a blank error) when it raises none.
-Error FailureOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const Error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "no error was raised";
-  return Error(0, "", "");
-}
 
 TEST(Configurations, SectionsFilledOneAfterAnotherAndViewedThroughTheMoniker) {
   Configurations configs;

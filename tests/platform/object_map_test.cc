@@ -12,10 +12,13 @@
 
 #include "contracts/error.h"
 #include "platform/base64.h"
+#include "support/error_number.h"
 #include "support/fake_clock.h"
 
 namespace korad {
 namespace {
+
+using testing::FailureOf;
 
 using testing::FakeClock;
 using testing::ScopedPlatformClock;
@@ -45,17 +48,6 @@ void ExpectSameMaps(const ObjectMap& expected, const ObjectMap& actual, const st
       EXPECT_TRUE(got == want) << at << ": " << got.TypeName();
     }
   }
-}
-
-// The Error a call raises; fails the test if it raises none.
-Error ErrorOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const Error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "no error raised";
-  return Error(0, "", "");
 }
 
 TEST(ObjectMap, EveryKindAndEveryByteRoundTripsThroughTheXml) {
@@ -237,9 +229,9 @@ TEST(ObjectMap, NamesArePositionsOrCaseInsensitiveKeys) {
   EXPECT_EQ(map.Item(Value("OTHER")).ToText(), "x");
   EXPECT_TRUE(map.Item("missing").IsEmpty()) << "a missing name reads Empty, as a dictionary read does";
   EXPECT_FALSE(map.Exists("missing"));
-  EXPECT_EQ(ErrorOf([&] { map.Item(2); }).Number(), kErrSubscriptRange);
-  EXPECT_EQ(ErrorOf([&] { map.Key(-1); }).Number(), kErrSubscriptRange);
-  EXPECT_EQ(ErrorOf([&] { map.Item(Value(true)); }).Number(), kErrTypeMismatch);
+  EXPECT_EQ(FailureOf([&] { map.Item(2); }).Number(), kErrSubscriptRange);
+  EXPECT_EQ(FailureOf([&] { map.Key(-1); }).Number(), kErrSubscriptRange);
+  EXPECT_EQ(FailureOf([&] { map.Item(Value(true)); }).Number(), kErrTypeMismatch);
 
   // The late-bound surface the host and scripts use.
   ObjectRef object = std::make_shared<ObjectMap>();
@@ -303,7 +295,7 @@ TEST(ObjectMap, RefusesHostileAndBrokenTextsWithAClearErrorAndKeepsItsContent) {
   ObjectMap map;
   map.Add("Kept", Value("yes"));
   for (const Refusal& refusal : refusals) {
-    const Error error = ErrorOf([&] { map.SetXml(refusal.text); });
+    const Error error = FailureOf([&] { map.SetXml(refusal.text); });
     const std::string shown = refusal.text.substr(0, 80);
     EXPECT_EQ(error.Number(), kLibraryError) << shown;
     EXPECT_EQ(error.Description().rfind("ObjectMap.XML(Let): ", 0), 0u) << error.Description();
@@ -335,7 +327,7 @@ TEST(ObjectMap, TruncatedAndMangledTextsAreRefusedNeverCrash) {
 
   for (size_t length = 0; length < xml.size(); ++length) {
     ObjectMap map;
-    const Error error = ErrorOf([&] { map.SetXml(xml.substr(0, length)); });
+    const Error error = FailureOf([&] { map.SetXml(xml.substr(0, length)); });
     EXPECT_EQ(error.Description().rfind("ObjectMap.XML(Let): ", 0), 0u) << length;
   }
 
@@ -371,18 +363,18 @@ class Gadget final : public Dispatchable<Gadget> {
 TEST(ObjectMap, RefusesToWriteValuesWithoutATextForm) {
   ObjectMap map;
   map.Add("Form", Value(ObjectRef(std::make_shared<Gadget>())));
-  Error error = ErrorOf([&] { map.Xml(); });
+  Error error = FailureOf([&] { map.Xml(); });
   EXPECT_EQ(error.Number(), kLibraryError);
   EXPECT_EQ(error.Description(), "ObjectMap.XML(Get): the item 'Form' holds an object of class Gadget, which has no text form");
 
   ObjectMap outOfRange;
   outOfRange.Add("When", Value(OleDate(1e9)));
-  EXPECT_NE(ErrorOf([&] { outOfRange.Xml(); }).Description().find("holds a date outside the range"),
+  EXPECT_NE(FailureOf([&] { outOfRange.Xml(); }).Description().find("holds a date outside the range"),
             std::string::npos);
 
   auto loop = std::make_shared<ObjectMap>();
   loop->Add("Self", Map(loop));
-  EXPECT_EQ(ErrorOf([&] { loop->Xml(); }).Description(), "ObjectMap.XML(Get): maps are nested deeper than 64 levels");
+  EXPECT_EQ(FailureOf([&] { loop->Xml(); }).Description(), "ObjectMap.XML(Get): maps are nested deeper than 64 levels");
   loop->Clear();  // break the cycle
 }
 

@@ -1,8 +1,10 @@
-// The number of the korad::Error a call raises, for tests of the host's error numbers.
+// What a call raises, for tests of the library's error numbers and texts.
 #pragma once
 
 #include <cstdint>
 #include <functional>
+
+#include <gtest/gtest.h>
 
 #include "contracts/error.h"
 
@@ -18,6 +20,17 @@ inline int32_t NumberOf(const std::function<void()>& call) {
     return -1;
   }
   return 0;
+}
+
+// The Error a call raises; a test failure (and a blank error) when it raises none.
+inline Error FailureOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const Error& e) {
+    return e;
+  }
+  ADD_FAILURE() << "no error was raised";
+  return Error(0, "", "");
 }
 
 }  // namespace korad::testing

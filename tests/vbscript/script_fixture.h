@@ -11,9 +11,12 @@
 
 #include "contracts/error.h"
 #include "platform/vbscript/vbscript_control.h"
+#include "support/error_number.h"
 #include "support/fake_clock.h"
 
 namespace korad::vbscript_test {
+
+using testing::FailureOf;
 
 // Lines joined by CR LF, as the callers build code.
 inline std::string Lines(std::initializer_list<std::string_view> lines) {
@@ -23,17 +26,6 @@ inline std::string Lines(std::initializer_list<std::string_view> lines) {
     code += line;
   }
   return code;
-}
-
-// The error a call raises; a test failure (and a blank error) when it raises none.
-inline Error FailureOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const Error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "no error was raised";
-  return Error(0, "", "");
 }
 
 inline OleDate At(int y, int mo, int d, int h = 0, int mi = 0, int s = 0) {
