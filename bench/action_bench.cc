@@ -20,6 +20,7 @@
 #include "action/action.h"
 #include "action/action_classes.h"
 #include "action/action_manager.h"
+#include "bench/bench_timing.h"
 #include "contracts/class_registry.h"
 #include "foundation/foundation_classes.h"
 #include "platform/application.h"
@@ -33,12 +34,7 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 constexpr const char* kActorId = "KORADevServices.Bench.TrivialActor";
 
-template <class F>
-double Seconds(int repeats, F&& call) {
-  const auto start = SteadyClock::now();
-  for (int i = 0; i < repeats; ++i) call();
-  return std::chrono::duration<double>(SteadyClock::now() - start).count();
-}
+using korad::bench::Seconds;
 
 // Declares nothing and answers at once: the engine's own cost shows.
 class TrivialActor final : public korad::Object, public korad::IActor {

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <string>
 
+#include "bench/bench_timing.h"
 #include "platform/utility.h"
 
 namespace {
@@ -53,12 +54,7 @@ uint32_t ReadAndCrc(const std::string& path) {
 // Small inputs are timed over several calls so the clock's own cost stays negligible.
 int RepeatsFor(size_t size) { return static_cast<int>(std::max<size_t>(1, 65536 / std::max<size_t>(size, 1))); }
 
-template <class F>
-double Seconds(int repeats, F&& call) {
-  const auto start = Clock::now();
-  for (int i = 0; i < repeats; ++i) benchmark::DoNotOptimize(call());
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using korad::bench::Seconds;
 
 void BM_CrcOfText(benchmark::State& state) {
   const std::string bytes = MakeBytes(static_cast<size_t>(state.range(0)));

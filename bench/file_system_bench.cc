@@ -19,6 +19,7 @@
 #include <string>
 #include <thread>
 
+#include "bench/bench_timing.h"
 #include "platform/file_system.h"
 #include "platform/profile.h"
 #include "tests/support/temp_folder.h"
@@ -27,12 +28,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-template <class F>
-double Seconds(int repeats, F&& call) {
-  const auto start = Clock::now();
-  for (int i = 0; i < repeats; ++i) call();
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
+using korad::bench::Seconds;
 
 using korad::testing::TempFolder;
 

@@ -28,6 +28,7 @@
 #include <new>
 #include <string>
 
+#include "bench/bench_timing.h"
 #include "contracts/class_registry.h"
 #include "foundation/configurations.h"
 #include "foundation/foundation_classes.h"
@@ -69,12 +70,7 @@ using korad::OleDate;
 using SteadyClock = std::chrono::steady_clock;
 constexpr const char* kPluginId = "KORADevServices.Bench.TrivialMonitor";
 
-template <class F>
-double Seconds(int repeats, F&& call) {
-  const auto start = SteadyClock::now();
-  for (int i = 0; i < repeats; ++i) call();
-  return std::chrono::duration<double>(SteadyClock::now() - start).count();
-}
+using korad::bench::Seconds;
 
 // Reports nothing and declares no keys: the engine's own cost shows.
 class TrivialMonitor final : public korad::Object, public korad::IMonitor {
