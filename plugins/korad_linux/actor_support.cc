@@ -66,9 +66,9 @@ int32_t TimeoutMilliseconds(const MonitorKeys& keys, double fallbackSeconds) {
 }
 
 std::optional<std::string> FindOnPath(std::string_view name) {
-  const std::optional<std::string> path = Platform::Current().GetEnvironment().Variable("PATH");
+  const std::string path = Platform::Current().GetEnvironment().Variable("PATH").value_or(std::string(kDefaultPath));
   FileSystem& fileSystem = Platform::Current().GetFileSystem();
-  for (std::string_view folder : SplitNonEmpty(path ? *path : std::string(kDefaultPath), ':')) {
+  for (std::string_view folder : SplitNonEmpty(path, ':')) {
     // A relative folder ("." above all) would make the working folder choose the program.
     if (folder.front() != '/') continue;
     const std::optional<std::string> found = fileSystem.CanonicalPath(std::string(folder) + "/" + std::string(name));
