@@ -5,6 +5,7 @@
 
 #include "action/action.h"
 #include "contracts/error.h"
+#include "contracts/text.h"
 #include "foundation/validation_rules.h"
 #include "korad_linux/actors.h"
 #include "korad_linux/monitor_support.h"
