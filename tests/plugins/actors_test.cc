@@ -73,7 +73,7 @@ TEST_F(ActorRunTest, CommandRunsOnlyListedProgramsAndFailsAtItsTimeout) {
   launcher->outcome.exitCode = 3;
   launcher->outcome.output = "one\ntwo\n";
   launcher->outcome.errorOutput = "bad\n";
-  const std::string failed = Perform(CommandActor::kClassId, {{"ACTION.Command", Value("echo 'a b'")}});
+  const std::string failed = Perform(CommandActor::kClassId, {{"ACTION.Command", Value("/bin/echo 'a b'")}});
   EXPECT_TRUE(failed.ends_with("failed: exit=3\none\ntwo\nbad")) << failed;
   launcher->spawnFails = kErrPermissionDenied;
   EXPECT_TRUE(EndsWithNoRetry(Perform(CommandActor::kClassId, {{"ACTION.Command", Value("/bin/echo")}})));
