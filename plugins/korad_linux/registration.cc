@@ -1,4 +1,5 @@
 #include "contracts/class_registry.h"
+#include "korad_linux/actors.h"
 #include "korad_linux/monitors.h"
 
 namespace korad {
@@ -11,6 +12,12 @@ void RegisterLinuxMonitors(ClassRegistry& registry) {
   registry.RegisterClass<FileMonitor>(FileMonitor::kClassId);
   registry.RegisterClass<CommandMonitor>(CommandMonitor::kClassId);
   registry.RegisterClass<InventoryMonitor>(InventoryMonitor::kClassId);
+}
+
+void RegisterLinuxActors(ClassRegistry& registry) {
+  registry.RegisterClass<CommandActor>(CommandActor::kClassId);
+  registry.RegisterClass<ServiceActor>(ServiceActor::kClassId);
+  registry.RegisterClass<ProcessActor>(ProcessActor::kClassId);
 }
 
 }  // namespace korad

@@ -55,6 +55,10 @@ class FileSystem {
   virtual bool Exists(std::string_view path) = 0;
   virtual bool IsDirectory(std::string_view path) = 0;
   virtual std::optional<FileInfo> Stat(std::string_view path) = 0;
+  // The absolute path of an existing file or folder with ".", ".." and symbolic links
+  // resolved and every name matched exactly, no case folded: the path a check of where a
+  // program lives must look at. nullopt when there is nothing there.
+  virtual std::optional<std::string> CanonicalPath(std::string_view path) = 0;
 
   // Whole-file read; raises 53 (file not found), 76 (path not found), 70 (denied).
   virtual std::string ReadFile(std::string_view path) = 0;

@@ -19,6 +19,7 @@ class FileSystemWrapper : public FileSystem {
   bool Exists(std::string_view path) override { return m_target->Exists(path); }
   bool IsDirectory(std::string_view path) override { return m_target->IsDirectory(path); }
   std::optional<FileInfo> Stat(std::string_view path) override { return m_target->Stat(path); }
+  std::optional<std::string> CanonicalPath(std::string_view path) override { return m_target->CanonicalPath(path); }
   std::string ReadFile(std::string_view path) override { return m_target->ReadFile(path); }
   void ReadChunks(std::string_view path, const std::function<void(std::string_view)>& consumer) override {
     m_target->ReadChunks(path, consumer);

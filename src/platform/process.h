@@ -49,6 +49,11 @@ class ProcessLauncher {
   // time limit the whole group is killed and the outcome says so. Failures to start
   // raise as in Start.
   virtual ProcessOutcome Run(const std::vector<std::string>& arguments, const ProcessRunOptions& options) = 0;
+
+  // Sends signal `signalNumber` to the one process `pid`. False when there is no such
+  // process (it has ended); raises 70 when it may not be signalled, and 5 for a pid
+  // under 1, which would reach a whole group or every process.
+  virtual bool Signal(int32_t pid, int32_t signalNumber) = 0;
 };
 
 // A command line split as Windows splits it: blanks and tabs separate arguments; a

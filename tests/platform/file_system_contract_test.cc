@@ -23,6 +23,10 @@ void RunContract(FileSystem& fs, const std::string& root) {
   EXPECT_EQ(fs.Resolve(root + "/bin/New.ini"), root + "/BIN/New.ini");
   EXPECT_EQ(fs.Resolve(root + "/nowhere/x.ini"), std::nullopt);
   EXPECT_EQ(fs.ResolveForWrite(root + "/bin/Nowhere/X.ini"), root + "/BIN/Nowhere/X.ini");
+  // Dots taken away, names exact: where a program lives is judged by this.
+  const std::string real = fs.CanonicalPath(root).value_or("?");
+  EXPECT_EQ(fs.CanonicalPath(root + "/BIN/./../BIN/MvAgent.ini"), real + "/BIN/MvAgent.ini");
+  EXPECT_EQ(fs.CanonicalPath(root + "/bin/MvAgent.ini"), std::nullopt);
   fs.WriteFileAtomic(root + "/bin/MVAGENT.INI", "[B]");
   fs.AppendFile(root + "/BIN/log.txt", "12");
   fs.AppendFile(root + "/bin/LOG.TXT", "345");

@@ -146,5 +146,20 @@ TEST_F(ProcessRun, AMissingProgramRaisesAndAStartedOneRunsOnWithoutTheCaller) {
   EXPECT_NE(::kill(pid, 0), 0);
 }
 
+TEST_F(ProcessRun, ASignalReachesOneLiveProcessAndNeverAGroup) {
+  EXPECT_EQ(testing::NumberOf([&] { launcher->Signal(0, SIGTERM); }), kErrInvalidCall);
+  EXPECT_EQ(testing::NumberOf([&] { launcher->Signal(-1, SIGTERM); }), kErrInvalidCall);
+  const int32_t pid = launcher->Start({"sleep", "30"});
+  EXPECT_TRUE(launcher->Signal(pid, SIGTERM));
+  // Once collected it is gone, and a signal finds no one.
+  bool ended = false;
+  for (int i = 0; i < 300 && !ended; ++i) {
+    launcher->Run({"true"}, {});
+    ended = !launcher->Signal(pid, 0);
+    if (!ended) ::usleep(10000);
+  }
+  EXPECT_TRUE(ended);
+}
+
 }  // namespace
 }  // namespace korad

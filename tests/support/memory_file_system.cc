@@ -1,6 +1,7 @@
 #include "support/memory_file_system.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "contracts/error.h"
 #include "contracts/text.h"
@@ -109,6 +110,26 @@ std::optional<FileInfo> MemoryFileSystem::Stat(std::string_view path) {
   const Place place = Locate(path);
   if (!place.node) return std::nullopt;
   return FileInfo{place.node->isDirectory, static_cast<int64_t>(place.node->content.size()), place.node->modifiedUtc};
+}
+
+std::optional<std::string> MemoryFileSystem::CanonicalPath(std::string_view path) {
+  std::vector<std::string_view> kept;
+  const std::string native = NativePath(path);
+  for (std::string_view part : SplitNonEmpty(native, '/')) {
+    if (part == ".") continue;
+    if (part == "..") {
+      if (!kept.empty()) kept.pop_back();
+      continue;
+    }
+    kept.push_back(part);
+  }
+  std::string canonical;
+  for (std::string_view part : kept) canonical.append("/").append(part);
+  if (canonical.empty()) canonical = "/";
+  std::lock_guard lock(m_mutex);
+  const Place place = Locate(canonical);
+  if (!place.node || place.path != canonical) return std::nullopt;
+  return canonical;
 }
 
 std::string MemoryFileSystem::ReadFile(std::string_view path) {

@@ -29,6 +29,9 @@ class MemoryFileSystem final : public FileSystem {
   bool Exists(std::string_view path) override;
   bool IsDirectory(std::string_view path) override;
   std::optional<FileInfo> Stat(std::string_view path) override;
+  // "." and ".." taken away by name (there are no links here); the path when it exists
+  // as written, letter for letter.
+  std::optional<std::string> CanonicalPath(std::string_view path) override;
   std::string ReadFile(std::string_view path) override;
   // Hands the bytes over in pieces of at most 64 KiB, as the Linux one reads them.
   void ReadChunks(std::string_view path, const std::function<void(std::string_view)>& consumer) override;

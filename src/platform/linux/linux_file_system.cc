@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
@@ -135,6 +136,13 @@ class LinuxFileSystem final : public FileSystem {
     info.modifiedUtc = ModifiedTimeOf(st);
     info.stamp = StampOf(st, before);
     return info;
+  }
+
+  std::optional<std::string> CanonicalPath(std::string_view path) override {
+    const std::string native = NativePath(path);
+    char resolved[PATH_MAX];
+    if (::realpath(native.c_str(), resolved) == nullptr) return std::nullopt;
+    return std::string(resolved);
   }
 
   std::string ReadFile(std::string_view path) override {

@@ -245,6 +245,13 @@ class PosixProcessLauncher final : public ProcessLauncher {
     return outcome;
   }
 
+  bool Signal(int32_t pid, int32_t signalNumber) override {
+    if (pid < 1) RaiseRuntimeError(kErrInvalidCall);
+    if (::kill(static_cast<pid_t>(pid), signalNumber) == 0) return true;
+    if (errno == ESRCH) return false;
+    RaisePosixError("kill", errno, std::to_string(pid));
+  }
+
  private:
   // Collects the exits of programs started without waiting, so none stays a zombie.
   void CollectStarted() {
