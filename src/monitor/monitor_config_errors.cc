@@ -157,7 +157,7 @@ void MonitorManager::SaveConfigurationErrors(std::string_view moduleName) {
     }
     StringBuilder text;
     if (m_configErrors) {
-      m_configErrors->ForEach([&](const std::string& key, const Value& item) {
+      m_configErrors->ForEach([&](std::string_view key, const Value& item) {
         if (key.empty()) return;
         text.Append(key).Append("=").Append(ReplaceText(item.ToText(), kCrLf, kFileLineBreak)).Append(kCrLf);
       });

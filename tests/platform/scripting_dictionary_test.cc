@@ -111,7 +111,7 @@ TEST(ScriptingDictionary, RenamingAKeyKeepsItsPlace) {
   EXPECT_EQ(KeyText(dict.Keys()), "first;MIDDLE;third;");
   // Keys handed out by ForEach are the dictionary's own; renaming with them is safe.
   std::string_view own;
-  dict.ForEach([&](const std::string& key, const Value&) {
+  dict.ForEach([&](std::string_view key, const Value&) {
     if (own.empty()) own = key;
   });
   dict.RenameKey(own, own);
@@ -162,7 +162,7 @@ TEST(ScriptingDictionary, HundredThousandItemsThinnedAndRefilled) {
 
   int expected = 20'000;
   bool inOrder = true;
-  dict.ForEach([&](const std::string& k, const Value& item) {
+  dict.ForEach([&](std::string_view k, const Value& item) {
     inOrder = inOrder && k == key(expected) && item.ToLong() == expected;
     expected += 4;
   });
@@ -268,7 +268,7 @@ TEST(ScriptingDictionary, AgreesWithAPlainListUnderRandomChanges) {
     if (step % 1000 == 0 || step == 19'999) {
       std::size_t at = 0;
       bool same = true;
-      dict.ForEach([&](const std::string& k, const Value& item) {
+      dict.ForEach([&](std::string_view k, const Value& item) {
         same = same && at < model.size() && k == model[at].key && item.ToLong() == model[at].item;
         ++at;
       });
