@@ -113,7 +113,10 @@ class ActorFakesTest : public ::testing::Test {
  protected:
   static void SetUpTestSuite() { testing::RegisterActionTestClasses(); }
   void SetUp() override { Platform::Current().SetProcessLauncher(launcher); }
-  void TearDown() override { Platform::Current().SetProcessLauncher(nullptr); }
+  void TearDown() override {
+    if (action) action->Finalize();  // the action and its parts point at each other
+    Platform::Current().SetProcessLauncher(nullptr);
+  }
 
   template <class A>
   std::string Perform(const std::vector<std::pair<std::string, std::string>>& attributes) {
@@ -124,6 +127,7 @@ class ActorFakesTest : public ::testing::Test {
     auto configurations = std::make_shared<Configurations>();
     std::string message;
     ValidateConfigurations(*configurations, *configRules, message);
+    if (action) action->Finalize();
     action = Action::Create();
     for (const auto& [key, value] : attributes) action->GetAttributes()->Add(key, Value(value));
     LogManagerRef logManager;
