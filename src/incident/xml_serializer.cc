@@ -105,6 +105,127 @@ std::size_t EstimateSize(const ScriptingDictionary& dictionary) {
   return size + size / 16;
 }
 
+// One load of a state file into a state: each line's item and its owner's record, the
+// twin of each date, and the trace lines when someone receives them.
+class StateFileLoad {
+ public:
+  using PreparedKey = ScriptingDictionary::PreparedKey;
+  struct Keys {
+    PreparedKey inDictionary, inOwners;
+  };
+
+  StateFileLoad(IncidentState& state, DateTimeConverter& converter, std::string_view monitorId, bool recorded,
+                std::size_t lineCount)
+      : m_dictionary(state.Dictionary()),
+        m_owners(state.AllConfigMonikers()),
+        m_converter(converter),
+        m_log(state.GetLogManager().get()),
+        m_monitorId(monitorId),
+        m_recorded(recorded) {
+    // Room for every line at once: the index isn't rebuilt again and again as it fills.
+    m_dictionary.Reserve(lineCount);
+    m_owners.Reserve(lineCount);
+  }
+
+  // The keys of the reader's next line, hashed ahead of their use; blank at the end.
+  Keys Prepare(LineReader& reader) const {
+    std::string_view next;
+    if (!reader.Next(next)) return {};
+    const std::string_view key = next.substr(0, next.find('='));
+    return {m_dictionary.Prepare(key), m_owners.Prepare(key)};
+  }
+
+  // Stores the item of one line, and its twin when it holds a date; false for a line
+  // without a configuration moniker, which is left out.
+  bool Store(std::string_view line, const Keys& keys) {
+    if (line == kHeaderLine) return true;
+    const std::size_t equals = line.find('=');
+    const std::string_view key = line.substr(0, equals);
+    std::string_view value;
+    if (equals != std::string_view::npos) {
+      value = line.substr(equals + 1);
+      if (value.find(kEscapedLineEnd) != std::string_view::npos) {
+        m_unescaped.clear();
+        AppendUnescapingLineEnds(m_unescaped, value);
+        value = m_unescaped;
+      }
+    }
+    const std::size_t dash = key.find('-');
+    if (m_log) Trace({"Checking for date on value = ", value});
+
+    bool split = false;
+    // Only the universal text is a date here: a plain date text stays text, without a twin.
+    std::optional<OleDate> date = DateTimeConverter::FromUniversalText(value);
+    std::string dateText;
+    if (date) {
+      if (m_log) Trace({value, " is a date - checking UTC or local (", key, ")"});
+      if (CarriesUniversalDate(key)) {
+        if (m_log) Trace({"UTC date determined"});
+        split = EndsWithUtc(key);
+      } else {
+        // Files of older versions held local dates.
+        if (m_log) Trace({"Local date determined"});
+        split = true;
+      }
+      dateText = FormatDate(*date);
+      value = dateText;
+    }
+    if (dash == std::string_view::npos) return false;
+
+    if (m_log) Trace({"Adding ", key, " to state collection."});
+    const std::string_view moniker = key.substr(0, dash);
+    Record(keys, moniker, date ? Value(std::move(dateText)) : Value(value));
+    if (m_log) Trace({"Split date = ", split ? "True" : "False"});
+    if (!split) return true;
+    if (EndsWithUtc(key)) {
+      const std::string_view base = key.substr(0, key.size() - kUtcSuffix.size());
+      if (m_log) Trace({"UTC date. Adding Local variant - ", base});
+      RecordTwin(base, moniker, Value(m_converter.UtcToLocal(*date)));
+    } else {
+      const std::string utcKey = std::string(key) + std::string(kUtcSuffix);
+      if (m_log) Trace({"Local date. Adding UTC variant - ", utcKey});
+      RecordTwin(utcKey, moniker, Value(m_converter.LocalToUtc(*date)));
+    }
+    return true;
+  }
+
+ private:
+  // Adds or replaces the item and records its owner unless one is recorded. A key new to
+  // the dictionary is new to the records too, unless someone changed the dictionary
+  // behind their back: only then is the record's lookup paid twice. A replaced key has
+  // its record already when every key had one before the load.
+  void Record(const Keys& keys, std::string_view moniker, Value value) {
+    if (m_dictionary.SetItem(keys.inDictionary, std::move(value))) {
+      try {
+        m_owners.Add(keys.inOwners, Value(moniker));
+      } catch (const Error&) {
+        // recorded already: the first record stands
+      }
+    } else if (!m_recorded && !m_owners.Exists(keys.inOwners)) {
+      m_owners.Add(keys.inOwners, Value(moniker));
+    }
+  }
+  void RecordTwin(std::string_view rawKey, std::string_view moniker, Value value) {
+    Record({m_dictionary.Prepare(rawKey), m_owners.Prepare(rawKey)}, moniker, std::move(value));
+  }
+
+  // Trace lines are built only when someone can receive them, in one reused buffer.
+  void Trace(std::initializer_list<std::string_view> parts) {
+    m_traceLine.clear();
+    for (std::string_view part : parts) m_traceLine += part;
+    m_log->Log(m_traceLine, m_monitorId, logLevelDebug);
+  }
+
+  ScriptingDictionary& m_dictionary;
+  ScriptingDictionary& m_owners;
+  DateTimeConverter& m_converter;
+  ILogManager* m_log;
+  std::string_view m_monitorId;
+  bool m_recorded;
+  std::string m_traceLine;
+  std::string m_unescaped;  // only values that held a line end are copied before storing
+};
+
 }  // namespace
 
 void XMLSerializer::SetSerializeLocation(std::string_view location) { m_folder.SetLocation(location); }
@@ -189,7 +310,6 @@ Value XMLSerializer::Load(std::shared_ptr<IncidentState>& incidentState, std::st
 
 void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_view monitorId) {
   if (!state) state = std::make_shared<IncidentState>();
-  DateTimeConverter& converter = Converter();
   const bool recorded = state->RemoveAllCheckingOwners();
 
   const std::string path = FilePath(monitorId);
@@ -199,40 +319,6 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
   const std::string& content = *file;
 
   ILogManager* log = state->GetLogManager().get();
-  // Trace lines are built only when someone can receive them, in one reused buffer.
-  std::string traceLine;
-  auto trace = [&](std::initializer_list<std::string_view> parts) {
-    traceLine.clear();
-    for (std::string_view part : parts) traceLine += part;
-    log->Log(traceLine, monitorId, logLevelDebug);
-  };
-  ScriptingDictionary& dictionary = state->Dictionary();
-  ScriptingDictionary& owners = state->AllConfigMonikers();
-  // Room for every line at once: the index isn't rebuilt again and again as it fills.
-  const auto lineCount = static_cast<std::size_t>(std::count(content.begin(), content.end(), '\n'));
-  dictionary.Reserve(lineCount);
-  owners.Reserve(lineCount);
-  // Adds or replaces the item and records its owner unless one is recorded. A key new to
-  // the dictionary is new to the records too, unless someone changed the dictionary
-  // behind their back: only then is the record's lookup paid twice. A replaced key has
-  // its record already when every key had one before the load.
-  using PreparedKey = ScriptingDictionary::PreparedKey;
-  auto store = [&](const PreparedKey& inDictionary, const PreparedKey& inOwners, std::string_view moniker,
-                   Value value) {
-    if (dictionary.SetItem(inDictionary, std::move(value))) {
-      try {
-        owners.Add(inOwners, Value(moniker));
-      } catch (const Error&) {
-        // recorded already: the first record stands
-      }
-    } else if (!recorded && !owners.Exists(inOwners)) {
-      owners.Add(inOwners, Value(moniker));
-    }
-  };
-  auto storeTwin = [&](std::string_view rawKey, std::string_view moniker, Value value) {
-    store(dictionary.Prepare(rawKey), owners.Prepare(rawKey), moniker, std::move(value));
-  };
-
   // A last line without its end and lines without a moniker are allowed by the format:
   // worth a trace, not an error.
   LineReader lines(content);
@@ -241,74 +327,17 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
                  " has no line end; the file may have been cut short",
              kCategory, logLevelDebug);
   }
-  std::string_view line;
-  std::size_t dropped = 0, firstDropped = 0;
-  std::string unescaped;  // only values that held a line end are copied before storing
+  StateFileLoad load(*state, Converter(), monitorId, recorded,
+                     static_cast<std::size_t>(std::count(content.begin(), content.end(), '\n')));
   // One line ahead: its key is prepared while this line is stored.
   LineReader ahead(content);
-  PreparedKey nextInDictionary, nextInOwners;
-  auto prepareAhead = [&] {
-    std::string_view next;
-    if (!ahead.Next(next)) return;
-    const std::string_view nextKey = next.substr(0, next.find('='));
-    nextInDictionary = dictionary.Prepare(nextKey);
-    nextInOwners = owners.Prepare(nextKey);
-  };
-  prepareAhead();
+  StateFileLoad::Keys next = load.Prepare(ahead);
+  std::string_view line;
+  std::size_t dropped = 0, firstDropped = 0;
   while (lines.Next(line)) {
-    const PreparedKey inDictionary = nextInDictionary, inOwners = nextInOwners;
-    prepareAhead();
-    if (line == kHeaderLine) continue;
-    const std::size_t equals = line.find('=');
-    const std::string_view key = line.substr(0, equals);
-    std::string_view value;
-    if (equals != std::string_view::npos) {
-      value = line.substr(equals + 1);
-      if (value.find(kEscapedLineEnd) != std::string_view::npos) {
-        unescaped.clear();
-        AppendUnescapingLineEnds(unescaped, value);
-        value = unescaped;
-      }
-    }
-    const std::size_t dash = key.find('-');
-    if (log) trace({"Checking for date on value = ", value});
-
-    bool split = false;
-    // Only the universal text is a date here: a plain date text stays text, without a twin.
-    std::optional<OleDate> date = DateTimeConverter::FromUniversalText(value);
-    std::string dateText;
-    if (date) {
-      if (log) trace({value, " is a date - checking UTC or local (", key, ")"});
-      if (CarriesUniversalDate(key)) {
-        if (log) trace({"UTC date determined"});
-        split = EndsWithUtc(key);
-      } else {
-        // Files of older versions held local dates.
-        if (log) trace({"Local date determined"});
-        split = true;
-      }
-      dateText = FormatDate(*date);
-      value = dateText;
-    }
-
-    if (dash == std::string_view::npos) {
-      if (!line.empty() && dropped++ == 0) firstDropped = lines.LineNumber();
-      continue;
-    }
-    if (log) trace({"Adding ", key, " to state collection."});
-    const std::string_view moniker = key.substr(0, dash);
-    store(inDictionary, inOwners, moniker, date ? Value(std::move(dateText)) : Value(value));
-    if (log) trace({"Split date = ", split ? "True" : "False"});
-    if (!split) continue;
-    if (EndsWithUtc(key)) {
-      const std::string_view base = key.substr(0, key.size() - kUtcSuffix.size());
-      if (log) trace({"UTC date. Adding Local variant - ", base});
-      storeTwin(base, moniker, Value(converter.UtcToLocal(*date)));
-    } else {
-      const std::string utcKey = std::string(key) + std::string(kUtcSuffix);
-      if (log) trace({"Local date. Adding UTC variant - ", utcKey});
-      storeTwin(utcKey, moniker, Value(converter.LocalToUtc(*date)));
-    }
+    const StateFileLoad::Keys keys = next;
+    next = load.Prepare(ahead);
+    if (!load.Store(line, keys) && !line.empty() && dropped++ == 0) firstDropped = lines.LineNumber();
   }
 
   if (log && dropped > 0) {
