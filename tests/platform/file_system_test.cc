@@ -38,18 +38,8 @@ TEST_F(FileSystemTest, NamesResolveIgnoringCaseAndExactNamesWin) {
   EXPECT_TRUE(m_fs->Exists(m_home / "bin/mvagent.INI"));
   EXPECT_EQ(m_fs->ReadFile(m_home / "Bin/MVAGENT.INI"), "[A]\r\n");
 
-  // Writing through another spelling replaces the file instead of adding a second one.
+  // (Other spellings, new names and missing folders: the file system contract test.)
   m_fs->WriteFileAtomic(m_home / "bin/MVAGENT.INI", "[B]\r\n");
-  EXPECT_EQ(m_fs->List(m_home / "BIN", "*.*"), std::vector<std::string>{"MvAgent.ini"});
-  EXPECT_EQ(m_fs->ReadFile(asWritten), "[B]\r\n");
-
-  // A new file lands in the existing folder under the name as written.
-  EXPECT_EQ(m_fs->Resolve(m_home / "bin/New.ini"), m_home / "BIN/New.ini");
-  EXPECT_EQ(m_fs->ResolveForWrite(m_home / "bin/New.ini"), m_home / "BIN/New.ini");
-  // A missing folder doesn't resolve; for writing, the rest stays as written.
-  EXPECT_EQ(m_fs->Resolve(m_home / "nowhere/x.ini"), std::nullopt);
-  EXPECT_EQ(m_fs->ResolveForWrite(m_home / "bin/Nowhere/X.ini"), m_home / "BIN/Nowhere/X.ini");
-  EXPECT_FALSE(m_fs->Exists(m_home / "bin/nowhere/x.ini"));
 
   // Two names differing only in case: each exact name finds itself; a third spelling
   // picks one of them the same way every time.
@@ -170,22 +160,19 @@ TEST_F(FileSystemTest, InjectedFaultsChangeNothingUntilTheyRunOut) {
   EXPECT_EQ(m_fs->ReadFile(m_home / "other.xml"), "first+more");
 }
 
-TEST_F(FileSystemTest, StatAndModifiedTimeRoundTrip) {
+// Sizes, write times and their errors are in the contract test; the access time only
+// Linux keeps.
+TEST_F(FileSystemTest, StatAndFileTimes) {
   const std::string path = m_home / "heartbeat.dat";
   m_fs->AppendFile(path, "12345");
-  m_fs->AppendFile(m_home / "HEARTBEAT.DAT", "678");
-  std::optional<FileInfo> info = m_fs->Stat(m_home / "Heartbeat.Dat");
-  ASSERT_TRUE(info.has_value());
-  EXPECT_EQ(info->size, 8);
-  EXPECT_FALSE(info->isDirectory);
+  EXPECT_FALSE(m_fs->Stat(m_home / "Heartbeat.Dat")->isDirectory);
 
   OleDate when = *OleDate::FromCivil(2020, 1, 2, 3, 4, 5, 250);
   m_fs->SetFileTimes(m_home / "HEARTBEAT.dat", *OleDate::FromCivil(2021, 1, 1), when);
-  EXPECT_EQ(m_fs->Stat(path)->modifiedUtc.ToUnixMillis(), when.ToUnixMillis());
+  EXPECT_EQ(m_fs->Stat(path)->modifiedUtc.ToUnixMillis(), when.ToUnixMillis()) << "milliseconds kept";
   struct stat st {};
   ASSERT_EQ(::stat(path.c_str(), &st), 0);
   EXPECT_EQ(int64_t{st.st_atime} * 1000, OleDate::FromCivil(2021, 1, 1)->ToUnixMillis());
-  EXPECT_EQ(NumberOf([&] { m_fs->SetFileTimes(m_home / "absent", when, when); }), kErrFileNotFound);
 
   EXPECT_TRUE(m_fs->Stat(m_home.Path())->isDirectory);
   EXPECT_EQ(m_fs->Stat(m_home / "absent"), std::nullopt);
