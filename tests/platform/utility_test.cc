@@ -9,7 +9,6 @@
 #include "support/error_number.h"
 #include "support/fault_injecting_file_system.h"
 #include "support/memory_file_system.h"
-#include "support/temp_folder.h"
 
 namespace korad {
 namespace {
