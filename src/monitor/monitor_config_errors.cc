@@ -8,6 +8,8 @@
 #include "contracts/error.h"
 #include "foundation/file_functions.h"
 #include "foundation/global_functions.h"
+#include "foundation/log_manager.h"
+#include "incident/serialized_file.h"
 #include "monitor/file_lines.h"
 #include "monitor/monitor_manager.h"
 #include "platform/date_time_converter.h"
@@ -123,19 +125,9 @@ void MonitorManager::LoadConfigurationErrors(std::string_view moduleName) {
     m_configErrors->RemoveAll();
     Trace("LoadConfigurationErrors: Cleared Configuration Errors for " + std::string(moduleName));
     const std::string file = ConfigErrorFile(ConfigErrorFolder(m_serializeLocation, m_homeDirectory), moduleName);
-    std::string content;
-    try {
-      content = Platform::Current().GetFileSystem().ReadFile(file);
-    } catch (...) {
-      const Error failure = CurrentExceptionAsError();
-      // A module that never had an error has no file; that is no failure.
-      if (failure.Number() != kErrFileNotFound && failure.Number() != kErrPathNotFound) {
-        Trace("LoadConfigurationErrors: Failed load " + file + " (Error = " + std::to_string(failure.Number()) +
-                  "/" + failure.Description() + ")",
-              logLevelError);
-        throw failure;
-      }
-    }
+    // A module that never had an error has no file; that is no failure.
+    const std::string content =
+        ReadSerializedFile(file, m_logManager, "LoadConfigurationErrors: ", m_monitorName).value_or(std::string());
     for (const std::string_view line : FileLines(content)) {
       const size_t equals = line.find('=');
       if (equals == std::string_view::npos || equals == 0) continue;
