@@ -127,7 +127,7 @@ void IncFormSerialize::LoadBody(std::shared_ptr<IncidentForms>& forms, std::stri
 
   const std::string path = FilePath(monitorId);
   const std::optional<std::string> file =
-      ReadSerializedFile(path, GetLogManager(), "IncFormSerialize(Load)", kErrorCategory);
+      ReadSerializedFile(path, GetLogManager(), "IncFormSerialize(Load) - ", kErrorCategory);
   if (!file) return;  // a first run
   const std::string& content = *file;
 

@@ -44,14 +44,14 @@ void SerializedFileFolder::Write(const std::string& path, std::string_view text)
 }
 
 std::optional<std::string> ReadSerializedFile(const std::string& path, const LogManagerRef& logManager,
-                                              std::string_view routine, std::string_view category) {
+                                              std::string_view lineHead, std::string_view category) {
   try {
     return Platform::Current().GetFileSystem().ReadFile(path);
   } catch (...) {
     const Error failure = CurrentExceptionAsError();
     if (failure.Number() == kErrFileNotFound || failure.Number() == kErrPathNotFound) return std::nullopt;
     if (logManager) {
-      logManager->Log(std::string(routine) + " - Failed load " + path + " (Error = " +
+      logManager->Log(std::string(lineHead) + "Failed load " + path + " (Error = " +
                           std::to_string(failure.Number()) + "/" + failure.Description() + ")",
                       category, logLevelError);
     }

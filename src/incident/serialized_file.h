@@ -30,9 +30,9 @@ class SerializedFileFolder {
 };
 
 // The file's text; nullopt when it doesn't exist, which is a first run. Any other failure
-// is logged as "<routine> - Failed load <path> (Error = <number>/<description>)" at level 2
+// is logged as "<lineHead>Failed load <path> (Error = <number>/<description>)" at level 2
 // under `category` when there is a log manager, and raised again.
 std::optional<std::string> ReadSerializedFile(const std::string& path, const LogManagerRef& logManager,
-                                              std::string_view routine, std::string_view category);
+                                              std::string_view lineHead, std::string_view category);
 
 }  // namespace korad

@@ -314,7 +314,7 @@ void XMLSerializer::LoadBody(std::shared_ptr<IncidentState>& state, std::string_
 
   const std::string path = FilePath(monitorId);
   const std::optional<std::string> file =
-      ReadSerializedFile(path, state->GetLogManager(), "Serializer(Load)", kCategory);
+      ReadSerializedFile(path, state->GetLogManager(), "Serializer(Load) - ", kCategory);
   if (!file) return;  // a first run
   const std::string& content = *file;
 

@@ -8,6 +8,8 @@
 #include "contracts/error.h"
 #include "foundation/file_functions.h"
 #include "foundation/global_functions.h"
+#include "foundation/log_manager.h"
+#include "incident/serialized_file.h"
 #include "monitor/file_lines.h"
 #include "monitor/monitor_manager.h"
 #include "platform/date_time_converter.h"
@@ -24,10 +26,6 @@ constexpr std::string_view kCrLf = "\r\n";
 constexpr std::string_view kFileLineBreak = "**morvaneCrLf**";
 constexpr std::string_view kHeartbeatLineBreak = "***mvCrLf***";
 
-std::string WithoutTrailingSeparator(std::string path) {
-  while (!path.empty() && (path.back() == '/' || path.back() == '\\')) path.pop_back();
-  return path;
-}
 
 // The heartbeat value is one ini line: pairs first, then any lone CR or LF goes.
 std::string OneLine(std::string_view text) {
@@ -105,14 +103,11 @@ void MonitorManager::UpdateHeartbeats(std::string_view moduleName, std::string_v
 
 namespace {
 
-// Where the configuration error file lives, and its name.
-std::string ConfigErrorFolder(const std::string& serializeLocation, const std::string& homeDirectory) {
-  if (serializeLocation.empty()) return WithoutTrailingSeparator(homeDirectory) + "/Serialize";
-  return WithoutTrailingSeparator(serializeLocation);
-}
-
-std::string ConfigErrorFile(const std::string& folder, std::string_view moduleName) {
-  return folder + "/CE" + StripSpaces(moduleName) + ".SER";
+// The configuration error file lives beside the state and form files, found as they are.
+SerializedFileFolder ConfigErrorFolder(std::string_view serializeLocation) {
+  SerializedFileFolder folder;
+  folder.SetLocation(serializeLocation);
+  return folder;
 }
 
 }  // namespace
@@ -122,20 +117,10 @@ void MonitorManager::LoadConfigurationErrors(std::string_view moduleName) {
     if (!m_configErrors) m_configErrors = std::make_shared<ScriptingDictionary>();
     m_configErrors->RemoveAll();
     Trace("LoadConfigurationErrors: Cleared Configuration Errors for " + std::string(moduleName));
-    const std::string file = ConfigErrorFile(ConfigErrorFolder(m_serializeLocation, m_homeDirectory), moduleName);
-    std::string content;
-    try {
-      content = Platform::Current().GetFileSystem().ReadFile(file);
-    } catch (...) {
-      const Error failure = CurrentExceptionAsError();
-      // A module that never had an error has no file; that is no failure.
-      if (failure.Number() != kErrFileNotFound && failure.Number() != kErrPathNotFound) {
-        Trace("LoadConfigurationErrors: Failed load " + file + " (Error = " + std::to_string(failure.Number()) +
-                  "/" + failure.Description() + ")",
-              logLevelError);
-        throw failure;
-      }
-    }
+    const std::string file = ConfigErrorFolder(m_serializeLocation).FilePath("CE", moduleName);
+    // A module that never had an error has no file; that is no failure.
+    const std::string content =
+        ReadSerializedFile(file, m_logManager, "LoadConfigurationErrors: ", m_monitorName).value_or(std::string());
     for (const std::string_view line : FileLines(content)) {
       const size_t equals = line.find('=');
       if (equals == std::string_view::npos || equals == 0) continue;
@@ -148,10 +133,10 @@ void MonitorManager::LoadConfigurationErrors(std::string_view moduleName) {
 
 void MonitorManager::SaveConfigurationErrors(std::string_view moduleName) {
   Guard("MonitorManager.SaveConfigurationErrors: ", [&] {
-    const std::string folder = ConfigErrorFolder(m_serializeLocation, m_homeDirectory);
+    const SerializedFileFolder folder = ConfigErrorFolder(m_serializeLocation);
     FileSystem& files = Platform::Current().GetFileSystem();
     try {
-      files.CreateDirectories(folder);
+      files.CreateDirectories(folder.Location());
     } catch (...) {
       // The write below reports it.
     }
@@ -163,7 +148,7 @@ void MonitorManager::SaveConfigurationErrors(std::string_view moduleName) {
       });
     }
     // Always rewritten; with no errors the file is empty. Replaced whole, never half.
-    files.WriteFileAtomic(ConfigErrorFile(folder, moduleName), text.Text());
+    files.WriteFileAtomic(folder.FilePath("CE", moduleName), text.Text());
   });
 }
 

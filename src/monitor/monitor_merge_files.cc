@@ -74,9 +74,6 @@ void MonitorManager::ProcessEventCloseMarkers() {
   FileSystem& files = Platform::Current().GetFileSystem();
   const auto firstFile = [&]() -> std::string {
     for (const std::string& name : files.List(folder, "*")) {
-      // A hidden name is a marker still being written (the temporary file of an atomic
-      // write): taking it would lose the marker its writer is about to put in place.
-      if (name.starts_with('.')) continue;
       if (!files.IsDirectory(folder + name)) return name;
     }
     return {};

@@ -4,7 +4,8 @@
 
 namespace korad {
 
-// The date less its fraction of a second, as its text and back would give it.
+// The date less its fraction of a second. Not its text and back: the text rounds, and a
+// run due at 12:01:00 must not start at 12:00:59.6.
 OleDate NormalizeDate(OleDate date);
 // The time of day of `date`, whole seconds, on the day that is 0.
 OleDate TimeOfDayOf(OleDate date);

@@ -82,7 +82,8 @@ class FileSystem {
 
   // Names (not paths) of the entries of `folder` matching `mask` case-insensitively,
   // "*" and "?" as wildcards ("*.SER", "MvI*.*"), sorted by name. A missing folder
-  // yields nothing.
+  // yields nothing. Hidden names (a dot first) are left out: they are the temporaries
+  // of atomic writes still under way, which no reader may take for the file.
   virtual std::vector<std::string> List(std::string_view folder, std::string_view mask) = 0;
 };
 

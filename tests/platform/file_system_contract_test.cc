@@ -30,6 +30,7 @@ void RunContract(FileSystem& fs, const std::string& root) {
   fs.WriteFileAtomic(root + "/bin/MVAGENT.INI", "[B]");
   fs.AppendFile(root + "/BIN/log.txt", "12");
   fs.AppendFile(root + "/bin/LOG.TXT", "345");
+  fs.AppendFile(root + "/BIN/.MvAgent.ini.1.0.tmp", "");  // an atomic write under way
   EXPECT_EQ(fs.List(root + "/bin", "*"), (Names{"log.txt", "MvAgent.ini"}));
   EXPECT_EQ(fs.List(root + "/BIN", "*.INI"), Names{"MvAgent.ini"});
   EXPECT_TRUE(fs.List(root + "/missing", "*").empty());

@@ -210,7 +210,7 @@ std::vector<std::string> MemoryFileSystem::List(std::string_view folder, std::st
   const Place place = Locate(folder);
   if (!place.node || !place.node->isDirectory) return names;
   for (const auto& [name, node] : place.node->children) {
-    if (MatchesMask(name, mask)) names.push_back(name);
+    if (!name.starts_with('.') && MatchesMask(name, mask)) names.push_back(name);
   }
   std::sort(names.begin(), names.end(), NameOrder);
   return names;

@@ -244,7 +244,7 @@ class LinuxFileSystem final : public FileSystem {
       RaisePosixError("opendir", errno, where.empty() ? "." : where);
     }
     for (std::string_view name : *listing) {
-      if (name == "." || name == "..") continue;
+      if (name.starts_with('.')) continue;
       if (MatchesMask(name, mask)) names.emplace_back(name);
     }
     std::sort(names.begin(), names.end(), NameOrder);
