@@ -121,19 +121,7 @@ bool ActionManager::ValidateAttributes(Action& action, ValidationRules& rules, s
     if (IsBlank(rule->ValidValues)) continue;
 
     const std::string value = ActionAttrValue(key, action);
-    const std::string wanted = NormalizeKey(value);
-    bool matched = false;
-    std::string_view rest = rule->ValidValues;
-    for (;;) {
-      const size_t comma = rest.find(',');
-      if (NormalizeKey(rest.substr(0, comma)) == wanted) {
-        matched = true;
-        break;
-      }
-      if (comma == std::string_view::npos) break;
-      rest.remove_prefix(comma + 1);
-    }
-    if (!matched) {
+    if (!rule->ListsValue(value)) {
       message = "Unacceptable value '" + value + "' for Key='" + key + "',Action '" + action.Moniker() +
                 "' Valid Values: " + rule->ValidValues;
       return false;
