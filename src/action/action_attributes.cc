@@ -14,18 +14,11 @@
 namespace korad {
 namespace {
 
-Attributes& UserAttributesOf(Action& action) {
-  return ObjectRequired(ObjectRequired(ObjectRequired(action.ActiveEvent()).GetUser()).GetAttributes());
-}
-
 // The collection a rule key names by its prefix, and the name within it.
 Attributes& AttributesFor(std::string_view key, Action& action, std::string& name) {
   std::string prefix;
   name = SplitAtFirstDot(key, prefix);
-  prefix = UpperAscii(prefix);
-  if (prefix == "ACTION") return ObjectRequired(action.GetAttributes());
-  if (prefix == "EVENT") return ObjectRequired(ObjectRequired(action.ActiveEvent()).GetAttributes());
-  if (prefix == "USER") return UserAttributesOf(action);
+  if (Attributes* named = action.CollectionOf(UpperAscii(prefix))) return *named;
   return ObjectRequired(action.AllAttributes());
 }
 
@@ -131,8 +124,8 @@ bool ActionManager::ValidateAttributes(Action& action, ValidationRules& rules, s
 }
 
 std::string ActionManager::BuildActionLogMessage(Action& action) {
-  Attributes& event = ObjectRequired(ObjectRequired(action.ActiveEvent()).GetAttributes());
-  Attributes& user = UserAttributesOf(action);
+  Attributes& event = *action.CollectionOf("EVENT");
+  Attributes& user = *action.CollectionOf("USER");
   auto valueOr = [](Attributes& attributes, std::string_view key, std::string_view otherwise) {
     return attributes.Exists(key) ? ValueText(attributes, key) : std::string(otherwise);
   };
