@@ -1,9 +1,9 @@
 #include "action/action.h"
 
 #include "action/active_event.h"
-#include "action/object_required.h"
 #include "action/user.h"
 #include "contracts/class_registry.h"
+#include "contracts/object_required.h"
 #include "foundation/string_functions.h"
 
 namespace korad {
