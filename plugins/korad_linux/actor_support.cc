@@ -59,12 +59,6 @@ std::string ActionAttribute(Action& action, std::string_view name, std::string_v
   return value.empty() ? std::string(fallback) : value;
 }
 
-int32_t TimeoutMilliseconds(const MonitorKeys& keys, double fallbackSeconds) {
-  const double seconds = keys.Number("TimeoutSeconds", fallbackSeconds);
-  if (!(seconds > 0)) keys.Invalid("TimeoutSeconds", keys.Text("TimeoutSeconds"), "a positive number");
-  return static_cast<int32_t>(std::min(seconds * 1000.0, static_cast<double>(INT32_MAX)));
-}
-
 std::optional<std::string> FindOnPath(std::string_view name) {
   const std::string path = Platform::Current().GetEnvironment().Variable("PATH").value_or(std::string(kDefaultPath));
   FileSystem& fileSystem = Platform::Current().GetFileSystem();

@@ -15,7 +15,6 @@
 namespace korad {
 
 class Action;
-class MonitorKeys;
 struct ProcessOutcome;
 
 // An actor object: late binding has nothing to offer beyond the class id.
@@ -40,9 +39,6 @@ class LinuxActor : public Dispatchable<Derived>, public IActor {
 
 // The trimmed value of Action.Attributes `name`; `fallback` when missing or blank.
 std::string ActionAttribute(Action& action, std::string_view name, std::string_view fallback = {});
-
-// TimeoutSeconds (positive) as the launcher's milliseconds.
-int32_t TimeoutMilliseconds(const MonitorKeys& keys, double fallbackSeconds);
 
 // The resolved path of the first file `name` found in a folder of PATH (absolute folders
 // only; a PATH that isn't set searches the usual system folders); nullopt when none holds it.

@@ -26,7 +26,7 @@ CommandSettings ReadSettings(const Configurations& configurations) {
     const MonitorKeys keys(configurations, CommandActor::kClassId);
     const double lines = keys.Number("OutputLines", 20);
     if (!(lines >= 0)) keys.Invalid("OutputLines", keys.Text("OutputLines"), "a count of lines");
-    return CommandSettings{AllowedPrograms(keys), TimeoutMilliseconds(keys, 60), static_cast<size_t>(lines)};
+    return CommandSettings{AllowedPrograms(keys), keys.TimeoutMilliseconds(60), static_cast<size_t>(lines)};
   });
 }
 

@@ -90,14 +90,13 @@ void CommandMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
     keys.Invalid("Command", command, "a command line (" + failure.Description() + ")");
   }
   if (arguments.empty() || arguments[0].empty()) keys.Invalid("Command", command, "a command line");
-  const double timeoutSeconds = keys.Number("TimeoutSeconds", 30);
-  if (!(timeoutSeconds > 0)) keys.Invalid("TimeoutSeconds", keys.Text("TimeoutSeconds"), "a positive number");
+  const int32_t timeoutMilliseconds = keys.TimeoutMilliseconds(30);
   std::string resource = keys.Text("Resource");
   if (resource.empty()) resource = ProgramName(arguments[0]);
   const bool reportUpdates = keys.Boolean(kReportUpdatesKey, false);
 
   ProcessRunOptions options;
-  options.timeoutMilliseconds = static_cast<int32_t>(std::min(timeoutSeconds * 1000.0, static_cast<double>(INT32_MAX)));
+  options.timeoutMilliseconds = timeoutMilliseconds;
   options.outputLimit = kOutputLimit;
 
   std::vector<Value> attributes = {FormAttribute("Command", command)};
@@ -109,7 +108,7 @@ void CommandMonitor::GetIncident(std::shared_ptr<IncidentForms>& incidentForms,
     if (output.text.empty()) output.text = FirstLine(outcome.errorOutput);
     if (outcome.timedOut) {
       condition = "UNKNOWN";
-      output.text = "Timed out after " + NumberText(timeoutSeconds, 1) + " seconds";
+      output.text = "Timed out after " + NumberText(timeoutMilliseconds / 1000.0, 1) + " seconds";
       attributes.push_back(FormAttribute("TimedOut", "True"));
     } else {
       condition = ConditionOfExit(outcome.exitCode, outcome.signal);

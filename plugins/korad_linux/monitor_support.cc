@@ -1,5 +1,7 @@
 #include "korad_linux/monitor_support.h"
 
+#include <algorithm>
+#include <climits>
 #include <cmath>
 
 #include "contracts/error.h"
@@ -45,6 +47,12 @@ std::vector<std::string> MonitorKeys::List(std::string_view key) const {
     if (!trimmed.empty()) items.emplace_back(trimmed);
   }
   return items;
+}
+
+int32_t MonitorKeys::TimeoutMilliseconds(double fallbackSeconds) const {
+  const double seconds = Number("TimeoutSeconds", fallbackSeconds);
+  if (!(seconds > 0)) Invalid("TimeoutSeconds", Text("TimeoutSeconds"), "a positive number");
+  return static_cast<int32_t>(std::min(seconds * 1000.0, static_cast<double>(INT32_MAX)));
 }
 
 void MonitorKeys::Invalid(std::string_view key, std::string_view value, std::string_view what) const {

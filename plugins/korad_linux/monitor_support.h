@@ -56,6 +56,8 @@ class MonitorKeys {
   std::vector<std::string> List(std::string_view key) const;
   // Raises the configuration error above.
   [[noreturn]] void Invalid(std::string_view key, std::string_view value, std::string_view what) const;
+  // TimeoutSeconds (positive) as the process launcher's milliseconds.
+  int32_t TimeoutMilliseconds(double fallbackSeconds) const;
 
  private:
   const Configurations& m_configurations;

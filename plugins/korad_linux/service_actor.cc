@@ -63,7 +63,7 @@ void ServiceActor::SetValidationRules(const std::shared_ptr<ValidationRules>& co
 void ServiceActor::PerformAction(const std::shared_ptr<Action>& action,
                                  const std::shared_ptr<Configurations>& configurations, LogManagerRef& logManager) {
   const int32_t timeout = ReadActorConfiguration([&] {
-    return TimeoutMilliseconds(MonitorKeys(*configurations, kClassId), 120);
+    return MonitorKeys(*configurations, kClassId).TimeoutMilliseconds(120);
   });
   const std::string service = ActionAttribute(*action, "Service");
   const std::string operation = LowerAscii(ActionAttribute(*action, "Operation", "restart"));

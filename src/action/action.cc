@@ -1,9 +1,9 @@
 #include "action/action.h"
 
 #include "action/active_event.h"
-#include "action/object_required.h"
 #include "action/user.h"
 #include "contracts/class_registry.h"
+#include "contracts/object_required.h"
 #include "foundation/string_functions.h"
 
 namespace korad {
@@ -43,32 +43,28 @@ Action::~Action() {
   }
 }
 
+Attributes* Action::CollectionOf(std::string_view prefix) {
+  if (prefix == "ACTION") return &ObjectRequired(m_attributes);
+  if (prefix == "EVENT") return &ObjectRequired(ObjectRequired(m_activeEvent).GetAttributes());
+  if (prefix == "USER") return &ObjectRequired(ObjectRequired(ObjectRequired(m_activeEvent).GetUser()).GetAttributes());
+  return nullptr;
+}
+
 void Action::Initialize() {
   Guard("Action.Initialize: ", [&] {
-    Attributes& attributes = ObjectRequired(m_attributes);
     Attributes& all = ObjectRequired(m_allAttributes);
-    korad::ActiveEvent& event = ObjectRequired(m_activeEvent);
-    Attributes& eventAttributes = ObjectRequired(event.GetAttributes());
-    Attributes& userAttributes = ObjectRequired(ObjectRequired(event.GetUser()).GetAttributes());
+    Attributes& eventAttributes = *CollectionOf("EVENT");
+    // The whole graph must be there, whatever the keys name.
+    for (std::string_view prefix : {"ACTION", "USER"}) CollectionOf(prefix);
     for (const AttributeRef& initial : ObjectRequired(m_initialAttributes)) {
       const std::string& key = initial->Key();
-      const Value& value = initial->Value();
       std::string prefix;
       const std::string name = SplitAtFirstDot(key, prefix);
-      prefix = NormalizeKey(prefix);
-      if (prefix == "ACTION") {
-        attributes.Add(name, value);
-        all.Add(name, value);
-      } else if (prefix == "EVENT") {
-        eventAttributes.Add(name, value);
-        all.Add(name, value);
-      } else if (prefix == "USER") {
-        userAttributes.Add(name, value);
-        all.Add(name, value);
-      } else {
-        eventAttributes.Add(key, value);
-        all.Add(key, value);
-      }
+      // A key without a known prefix goes whole to the event.
+      Attributes* target = CollectionOf(NormalizeKey(prefix));
+      const std::string& added = target ? name : key;
+      (target ? *target : eventAttributes).Add(added, initial->Value());
+      all.Add(added, initial->Value());
     }
   });
 }

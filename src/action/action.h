@@ -55,6 +55,9 @@ class Action final : public Dispatchable<Action>, public ErrorReporter {
   // their collection under the name after the point, any other key whole to the event;
   // every one also to AllAttributes.
   void Initialize();
+  // The collection an upper-case prefix names: "ACTION", "EVENT" or "USER"; null for any
+  // other. Raises 424 when the graph misses it.
+  Attributes* CollectionOf(std::string_view prefix);
   // Hands the logger on to the event, Attributes and AllAttributes.
   void SetLogManager(LogManagerRef logManager) override;
   const AttributesRef& InitialAttributes() const noexcept { return m_initialAttributes; }

@@ -5,8 +5,8 @@
 #include "action/action.h"
 #include "action/action_manager.h"
 #include "action/active_event.h"
-#include "action/object_required.h"
 #include "action/user.h"
+#include "contracts/object_required.h"
 #include "foundation/configurations.h"
 #include "foundation/string_functions.h"
 #include "foundation/validation_rules.h"
@@ -14,18 +14,11 @@
 namespace korad {
 namespace {
 
-Attributes& UserAttributesOf(Action& action) {
-  return ObjectRequired(ObjectRequired(ObjectRequired(action.ActiveEvent()).GetUser()).GetAttributes());
-}
-
 // The collection a rule key names by its prefix, and the name within it.
 Attributes& AttributesFor(std::string_view key, Action& action, std::string& name) {
   std::string prefix;
   name = SplitAtFirstDot(key, prefix);
-  prefix = UpperAscii(prefix);
-  if (prefix == "ACTION") return ObjectRequired(action.GetAttributes());
-  if (prefix == "EVENT") return ObjectRequired(ObjectRequired(action.ActiveEvent()).GetAttributes());
-  if (prefix == "USER") return UserAttributesOf(action);
+  if (Attributes* named = action.CollectionOf(UpperAscii(prefix))) return *named;
   return ObjectRequired(action.AllAttributes());
 }
 
@@ -121,19 +114,7 @@ bool ActionManager::ValidateAttributes(Action& action, ValidationRules& rules, s
     if (IsBlank(rule->ValidValues)) continue;
 
     const std::string value = ActionAttrValue(key, action);
-    const std::string wanted = NormalizeKey(value);
-    bool matched = false;
-    std::string_view rest = rule->ValidValues;
-    for (;;) {
-      const size_t comma = rest.find(',');
-      if (NormalizeKey(rest.substr(0, comma)) == wanted) {
-        matched = true;
-        break;
-      }
-      if (comma == std::string_view::npos) break;
-      rest.remove_prefix(comma + 1);
-    }
-    if (!matched) {
+    if (!rule->ListsValue(value)) {
       message = "Unacceptable value '" + value + "' for Key='" + key + "',Action '" + action.Moniker() +
                 "' Valid Values: " + rule->ValidValues;
       return false;
@@ -143,8 +124,8 @@ bool ActionManager::ValidateAttributes(Action& action, ValidationRules& rules, s
 }
 
 std::string ActionManager::BuildActionLogMessage(Action& action) {
-  Attributes& event = ObjectRequired(ObjectRequired(action.ActiveEvent()).GetAttributes());
-  Attributes& user = UserAttributesOf(action);
+  Attributes& event = *action.CollectionOf("EVENT");
+  Attributes& user = *action.CollectionOf("USER");
   auto valueOr = [](Attributes& attributes, std::string_view key, std::string_view otherwise) {
     return attributes.Exists(key) ? ValueText(attributes, key) : std::string(otherwise);
   };

@@ -5,6 +5,7 @@
 #include "action/active_event.h"
 #include "action/user.h"
 #include "contracts/class_registry.h"
+#include "contracts/create_object_or_raise.h"
 #include "foundation/configurations.h"
 #include "foundation/global_functions.h"
 #include "foundation/log_manager.h"
@@ -121,11 +122,7 @@ std::string ActionManager::RunAction(std::string_view xml, std::shared_ptr<korad
 
   if (!m_action) {
     Trace("Creating a new action object");
-    try {
-      action = CreateObjectAs<korad::Action>(korad::Action::kClassId);
-    } catch (...) {
-      RaiseLibraryError("Could not create an Action object");
-    }
+    action = CreateObjectOrRaise<korad::Action>(korad::Action::kClassId, "Could not create an Action object");
   } else {
     Trace("Setting existing action object");
     action = m_action;
@@ -201,29 +198,17 @@ void ActionManager::RaiseRunFailure(std::string_view what, const std::string& me
 void ActionManager::CreateActorObjects() {
   Guard("ActionManager.CreateActorObjects: ", [&] {
     if (m_eRunMode == ModeMorvane && !m_application) {
-      try {
-        m_application = CreateObjectAs<ApplicationObject>(ApplicationObject::kClassId);
-      } catch (...) {
-        RaiseLibraryError("Could not create the Application object");
-      }
+      m_application =
+          CreateObjectOrRaise<ApplicationObject>(ApplicationObject::kClassId, "Could not create the Application object");
     }
     if (!m_logManager) {
-      std::shared_ptr<LogManager> logManager;
-      try {
-        logManager = CreateObjectAs<LogManager>(LogManager::kClassId);
-      } catch (...) {
-        RaiseLibraryError("Could not create the LogManager");
-      }
+      auto logManager = CreateObjectOrRaise<LogManager>(LogManager::kClassId, "Could not create the LogManager");
       logManager->m_eRunMode = m_eRunMode;
       AdoptLogManager(std::move(logManager));
     }
     if (!m_actor) {
-      try {
-        m_actor = CreateObjectAs<IActor>(m_myActorId);
-      } catch (...) {
-        RaiseLibraryError("Could not create the actor " + m_myActorId +
-                          ". Please verify that the actor implements the IActor interface");
-      }
+      m_actor = CreateObjectOrRaise<IActor>(m_myActorId, "Could not create the actor " + m_myActorId +
+                                                             ". Please verify that the actor implements the IActor interface");
     }
   });
 }

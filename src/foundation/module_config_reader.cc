@@ -228,21 +228,8 @@ Value ValidateConfigurations(Configurations& configurations, ValidationRules& va
       const ConfigurationRef configuration = configurations.Item(key);
       if (!configuration) return Value();
       const std::string& value = configuration->Value();
-      const std::string validValues = NormalizeKey(rule->ValidValues);
-      bool passes = validValues.empty() || (TrimBlanks(value).empty() && !rule->IsRequired);
-      if (!passes) {
-        const std::string wanted = NormalizeKey(value);
-        std::string_view rest = validValues;
-        for (;;) {
-          const size_t comma = rest.find(',');
-          if (NormalizeKey(rest.substr(0, comma)) == wanted) {
-            passes = true;
-            break;
-          }
-          if (comma == std::string_view::npos) break;
-          rest = rest.substr(comma + 1);
-        }
-      }
+      const bool passes = NormalizeKey(rule->ValidValues).empty() ||
+                          (TrimBlanks(value).empty() && !rule->IsRequired) || rule->ListsValue(value);
       if (!passes) {
         errorText = "Unacceptable value '" + value + "' for Key='" + key + "',Resource '" + moniker +
                     "' Valid Values: " + rule->ValidValues;

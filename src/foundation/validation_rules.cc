@@ -4,6 +4,17 @@
 
 namespace korad {
 
+bool ValidationRule::ListsValue(std::string_view value) const {
+  const std::string wanted = NormalizeKey(value);
+  std::string_view rest = ValidValues;
+  for (;;) {
+    const size_t comma = rest.find(',');
+    if (NormalizeKey(rest.substr(0, comma)) == wanted) return true;
+    if (comma == std::string_view::npos) return false;
+    rest.remove_prefix(comma + 1);
+  }
+}
+
 bool ValidationRules::Exists(std::string_view key) const {
   bool result = false;
   Guard("ValidationRules.Exists: ", [&] {

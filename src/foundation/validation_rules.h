@@ -19,6 +19,10 @@ class ValidationRule final : public Dispatchable<ValidationRule>, public ErrorRe
   std::string_view ClassId() const noexcept override { return kClassId; }
   static const DispatchTable<ValidationRule>& Dispatch();
 
+  // True when the comma-separated ValidValues names `value`, both compared trimmed and
+  // upper-cased.
+  bool ListsValue(std::string_view value) const;
+
   bool IsRequired = true;
   std::string Key;
   std::string ValidValues;

@@ -4,6 +4,7 @@
 #include "monitor/monitor_manager.h"
 
 #include "contracts/class_registry.h"
+#include "contracts/create_object_or_raise.h"
 #include "contracts/error.h"
 #include "foundation/configurations.h"
 #include "foundation/global_functions.h"
@@ -28,18 +29,6 @@ namespace {
 constexpr double kHeartbeatSeconds = 600.0;
 
 }  // namespace
-
-template <class T>
-std::shared_ptr<T> MonitorManager::CreateOrRaise(std::string_view classId, const std::string& failure) {
-  std::shared_ptr<T> object;
-  try {
-    object = CreateObjectAs<T>(classId);
-  } catch (...) {
-    object.reset();
-  }
-  if (!object) RaiseLibraryError(failure);
-  return object;
-}
 
 MonitorManager::MonitorManager() {
   Guard("MonitorManager.Class_Initialize: ", [&] {
@@ -143,10 +132,10 @@ void MonitorManager::SetKeyAttributes(std::string_view names) { m_keyAttributes 
 
 void MonitorManager::Init() {
   Guard("MonitorManager.Init: ", [&] {
-    m_application = CreateOrRaise<ApplicationObject>(ApplicationObject::kClassId,
+    m_application = CreateObjectOrRaise<ApplicationObject>(ApplicationObject::kClassId,
                                                       "Could not create the Application object");
     if (m_eRunMode == ModeMorvane) {
-      const auto directory = CreateOrRaise<ConnectorDirectory>(ConnectorDirectory::kClassId,
+      const auto directory = CreateObjectOrRaise<ConnectorDirectory>(ConnectorDirectory::kClassId,
                                                                "Could not create the Configurations object");
       try {
         m_connector = directory->GetConnector(m_connectorId);
@@ -155,7 +144,7 @@ void MonitorManager::Init() {
       }
       if (!m_connector) RaiseLibraryError("Could not set the Connector");
     }
-    m_logManager = CreateOrRaise<LogManager>(LogManager::kClassId, "Could not create the LogManager");
+    m_logManager = CreateObjectOrRaise<LogManager>(LogManager::kClassId, "Could not create the LogManager");
     m_logManager->m_eRunMode = m_eRunMode;
     Trace("INIT Completed", logLevelDebug, m_moniker);
   });
@@ -216,16 +205,16 @@ void MonitorManager::CreateMonitoringObjects() {
     }
     // Objects unloaded by a long-sleeping monitor come back here.
     if (!m_incidentState) {
-      m_incidentState = CreateOrRaise<IncidentState>(IncidentState::kClassId, "Could not create an IncidentState");
+      m_incidentState = CreateObjectOrRaise<IncidentState>(IncidentState::kClassId, "Could not create an IncidentState");
       m_incidentState->SetLogManager(m_logManager);
     }
     if (!m_incidentForms) {
-      m_incidentForms = CreateOrRaise<IncidentForms>(IncidentForms::kClassId, "Could not create an IncidentForms");
+      m_incidentForms = CreateObjectOrRaise<IncidentForms>(IncidentForms::kClassId, "Could not create an IncidentForms");
       m_incidentForms->SetLogManager(m_logManager);
       Trace("MaxIncidents on IncidentForms for " + m_monitorName + " = " + m_incidentForms->MaxIncidents().ToText());
     }
     if (!m_stateSerializer) {
-      m_stateSerializer = CreateOrRaise<ISerializable>(
+      m_stateSerializer = CreateObjectOrRaise<ISerializable>(
           XMLSerializer::kClassId,
           "Could not create the specified serializer. Please verify that the ClassID for the serializer is correct "
           "and is registered properly");
@@ -233,7 +222,7 @@ void MonitorManager::CreateMonitoringObjects() {
     }
     if (!m_formSerializer) {
       m_formSerializer =
-          CreateOrRaise<IncFormSerialize>(IncFormSerialize::kClassId, "Could not create the IncidentForm serializer.");
+          CreateObjectOrRaise<IncFormSerialize>(IncFormSerialize::kClassId, "Could not create the IncidentForm serializer.");
       m_formSerializer->SetLogManager(m_logManager);
       m_formSerializer->SetSerializeLocation(m_serializeLocation);
     }

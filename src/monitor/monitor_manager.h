@@ -106,9 +106,6 @@ class MonitorManager final : public Dispatchable<MonitorManager> {
 
   // ---- monitor_manager.cc ----
   void CreateMonitoringObjects();
-  // Creates `classId` as T; any failure raises `failure` as the library's error.
-  template <class T>
-  static std::shared_ptr<T> CreateOrRaise(std::string_view classId, const std::string& failure);
   // Logs at logLevelError under `category` (MonitorName when empty) with a log manager;
   // raises with the source "DevSvcErr" without one.
   void ReportError(const std::string& description, int32_t number, std::string_view category = {}) const;
